@@ -1,0 +1,160 @@
+#include "HVKStatistics/HVKStatisticsFramework.h"
+
+#include "HVKStatistics/core/HVKStatisticsOSVersion.h"
+
+namespace hvk {
+
+namespace {
+
+/// How long a changed network configuration is given to settle before it is read again.
+constexpr double NetworkSettleSeconds = 1.0;
+
+/// Calls a host's block when it is set.
+template <class Block, class... Arguments>
+void notify(const Block& block, const Arguments&... arguments) {
+    if (block) block(arguments...);
+}
+
+}  // namespace
+
+HVKStatisticsFramework::HVKStatisticsFramework(Machine& machine)
+    : machine_(machine),
+      cpu_(std::make_shared<HVKStatisticsCPU>(machine)),
+      memory_(std::make_shared<HVKStatisticsMemory>(machine)),
+      load_(std::make_shared<HVKStatisticsLoad>(machine)),
+      uptime_(std::make_shared<HVKStatisticsUptime>(machine)) {}
+
+HVKStatisticsFramework::~HVKStatisticsFramework() { setHardwareNotifier(nullptr); }
+
+HVKStatisticsFramework& HVKStatisticsFramework::shared() {
+    static HVKStatisticsFramework& instance = *new HVKStatisticsFramework;
+    return instance;
+}
+
+void HVKStatisticsFramework::setHardwareNotifier(std::shared_ptr<StatisticsHardwareNotifierRole> notifier) {
+    if (hardwareNotifier_) hardwareNotifier_->setDelegate(nullptr);
+    hardwareNotifier_ = std::move(notifier);
+    if (hardwareNotifier_) hardwareNotifier_->setDelegate(this);
+}
+
+void HVKStatisticsFramework::setDemo(bool demo) {
+    demo_ = demo;
+    const std::initializer_list<StatisticsModuleRole*> modules = {
+        cpu_.get(),  memory_.get(),  gpu_.get(),   network_.get(), disks_.get(),   battery_.get(),
+        load_.get(), sensors_.get(), smart_.get(), uptime_.get(),  packets_.get(), processes_.get(),
+    };
+    for (StatisticsModuleRole* module : modules)
+        if (module != nullptr) module->setDemo(demo);
+}
+
+bool HVKStatisticsFramework::isBluetoothAllowed() const {
+    // Before 14.0 the notifier may start without asking.
+    if (!HVKStatisticsOSVersion(machine_).isAtLeast(14, 0)) return true;
+    const auto authorization = machine_.bluetooth().authorization();
+    return authorization && *authorization == BluetoothAuthorization::AllowedAlways;
+}
+
+void HVKStatisticsFramework::startNotifications() {
+    if (hardwareNotifier_) {
+        hardwareNotifier_->startNetworkTunnel();
+        hardwareNotifier_->startPowerSources();
+        hardwareNotifier_->startDisks();
+        hardwareNotifier_->startNetwork();
+        hardwareNotifier_->startSystemPowerEvents();
+        hardwareNotifier_->startGPU();
+        hardwareNotifier_->startSMART();
+        if (isBluetoothAllowed()) hardwareNotifier_->startBluetooth();
+    }
+    if (bluetooth_) {
+        bluetooth_->setOnBluetoothAuthorizationChanged([this, alive = std::weak_ptr(alive_)] {
+            if (alive.expired()) return;
+            notify(onBluetoothAuthorizationChanged);
+            if (hardwareNotifier_) hardwareNotifier_->startBluetooth();
+        });
+        bluetooth_->setOnDeviceDisconnected([this, alive = std::weak_ptr(alive_)] {
+            if (!alive.expired()) notify(onBluetoothChanged);
+        });
+    }
+}
+
+void HVKStatisticsFramework::bluetoothChanged() {
+    if (bluetooth_) bluetooth_->setBluetoothChanged(true);
+    notify(onBluetoothChanged);
+}
+
+void HVKStatisticsFramework::bluetoothAuthorizationChanged() { notify(onBluetoothAuthorizationChanged); }
+
+void HVKStatisticsFramework::powerSourceChanged() {
+    // The battery module finds a changed source in its own update.
+}
+
+void HVKStatisticsFramework::disksChanged() {
+    if (disks_) disks_->setChanged(true);
+    notify(onDisksChanged);
+}
+
+void HVKStatisticsFramework::networkDisksChanged() {
+    if (disks_) disks_->setChangedNetwork(true);
+    notify(onNetworkDisksChanged);
+}
+
+void HVKStatisticsFramework::removableDisksChanged() {
+    if (disks_) disks_->setChangedRemovable(true);
+}
+
+void HVKStatisticsFramework::updateConnections(const std::vector<std::string>& keys) {
+    if (!network_) return;
+    network_->updateConnections(keys);
+    if (network_->changed()) notify(onNetworkChanged);
+}
+
+void HVKStatisticsFramework::networkChanged(const std::vector<std::string>& keys) {
+    updateConnections(keys);
+    machine_.queues().main().asyncAfter(NetworkSettleSeconds, [this, keys, alive = std::weak_ptr(alive_)] {
+        if (!alive.expired()) updateConnections(keys);
+    });
+}
+
+void HVKStatisticsFramework::networkTunnelChanged() {
+    if (network_) network_->updateTunnelStatus();
+    notify(onNetworkTunnelChanged);
+}
+
+void HVKStatisticsFramework::GPUChanged() {
+    if (gpu_) gpu_->setChanged(true);
+    notify(onGPUChanged);
+}
+
+void HVKStatisticsFramework::SMARTChanged() {
+    if (smart_) smart_->setChanged(true);
+    notify(onSMARTChanged);
+}
+
+void HVKStatisticsFramework::networkLocationsChanged(const Value& locations) {
+    notify(onNetworkLocationsChanged, locations);
+}
+
+void HVKStatisticsFramework::networkPrimaryServiceChanged(const Value& service) {
+    notify(onNetworkPrimaryServiceChanged, service);
+}
+
+void HVKStatisticsFramework::networkIPv4Changed() { notify(onNetworkIPv4Changed); }
+void HVKStatisticsFramework::networkIPv6Changed() { notify(onNetworkIPv6Changed); }
+void HVKStatisticsFramework::networkDNSChanged() { notify(onNetworkDNSChanged); }
+void HVKStatisticsFramework::networkRouterChanged() { notify(onNetworkRouterChanged); }
+
+void HVKStatisticsFramework::networkPublicAddressChanged() {
+    // Nothing depends on it.
+}
+
+void HVKStatisticsFramework::networkWifiNetworkChanged() { notify(onNetworkWifiChanged); }
+
+void HVKStatisticsFramework::networkInternetStatusChanged() {
+    // Nothing depends on it.
+}
+
+void HVKStatisticsFramework::networkStatusChanged(std::int64_t status) { notify(onNetworkStatusChanged, status); }
+void HVKStatisticsFramework::batterySourceChanged() { notify(onBatterySourceChanged); }
+void HVKStatisticsFramework::batteryStateChanged() { notify(onBatteryStateChanged); }
+
+}  // namespace hvk
