@@ -8,6 +8,7 @@
 
 #include "HVKPlatform/LiveMachine.h"
 #include "HVKPlatform/linux/LinuxMachine.h"
+#include "HVKStatistics/core/HVKStatisticsUptime.h"
 #include "HVKStatistics/processor/HVKStatisticsCPU.h"
 #include "HVKStatistics/processor/HVKStatisticsLoad.h"
 #include "HVKStatistics/processor/HVKStatisticsMemory.h"
@@ -22,7 +23,8 @@ using testing::HasSubstr;
 
 std::vector<int> coreTypes(Machine& machine) {
     std::vector<int> types;
-    for (const auto& core : HVKStatisticsCPU(machine).cores()) types.push_back(core->type());
+    const HVKStatisticsCPU cpu(machine);
+    for (const auto& core : cpu.cores()) types.push_back(core->type());
     return types;
 }
 
@@ -225,7 +227,7 @@ TEST(SavedLinuxTree, BadFilesKeepTheFiguresAndNameTheReason) {
         {"/proc/stat", "cpu  1 1 1 1\ncpu0 30 0 0 30\n", "ends before the line of cpu1"},
         {"/proc/meminfo", "", "empty"},
         {"/proc/meminfo", "MemTotal: 1000 kB\nMemFr", "cut within"},
-        {"/proc/meminfo", "\xff\xfe\x00garbage\n", "missing"},
+        {"/proc/meminfo", "\xff\xfe garbage\n", "missing"},
         {"/proc/loadavg", "", "no load average"},
         {"/proc/loadavg", "9.00 x\n", "no load average"},
     };
