@@ -1,0 +1,15 @@
+#include "HVKPlatform/linux/LinuxMachine.h"
+
+namespace hvk {
+
+LinuxMachine::LinuxMachine(const std::string& root)
+    : root_(root),
+      topology_(readTopology(root_)),
+      clock_(root_),
+      system_(root_, topology_, diagnostics_),
+      processor_(root_, topology_, system_.ticksPerSecond().valueOr(100), diagnostics_),
+      memory_(root_, system_.pageSize().valueOr(4096), clock_, diagnostics_),
+      load_(root_, diagnostics_),
+      registry_(topology_) {}
+
+}  // namespace hvk

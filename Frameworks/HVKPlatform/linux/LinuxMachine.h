@@ -1,0 +1,49 @@
+// LinuxMachine.h - a Linux machine: the running one, or a tree of files saved from one.
+#pragma once
+
+#include "HVKPlatform/Machine.h"
+#include "HVKPlatform/linux/Bluetooth.h"
+#include "HVKPlatform/linux/Clock.h"
+#include "HVKPlatform/linux/Cost.h"
+#include "HVKPlatform/linux/Load.h"
+#include "HVKPlatform/linux/LinuxRoot.h"
+#include "HVKPlatform/linux/Memory.h"
+#include "HVKPlatform/linux/Processor.h"
+#include "HVKPlatform/linux/Queues.h"
+#include "HVKPlatform/linux/Registry.h"
+#include "HVKPlatform/linux/System.h"
+#include "HVKPlatform/linux/Topology.h"
+
+namespace hvk {
+
+/// All ports over one root.
+class LinuxMachine : public Machine {
+public:
+    explicit LinuxMachine(const std::string& root = "/");
+    ClockPort& clock() override { return clock_; }
+    SystemPort& system() override { return system_; }
+    ProcessorPort& processor() override { return processor_; }
+    MemoryPort& memory() override { return memory_; }
+    LoadPort& load() override { return load_; }
+    RegistryPort& registry() override { return registry_; }
+    BluetoothPort& bluetooth() override { return bluetooth_; }
+    QueuesPort& queues() override { return queues_; }
+    CostPort& cost() override { return cost_; }
+    Diagnostics& diagnostics() override { return diagnostics_; }
+
+private:
+    Diagnostics diagnostics_;
+    LinuxRoot root_;
+    Topology topology_;
+    LinuxClockPort clock_;
+    LinuxSystemPort system_;
+    LinuxProcessorPort processor_;
+    LinuxMemoryPort memory_;
+    LinuxLoadPort load_;
+    LinuxRegistryPort registry_;
+    LinuxBluetoothPort bluetooth_;
+    LinuxCostPort cost_;
+    AsioQueuesPort queues_;  ///< last, so that its threads end before what they use
+};
+
+}  // namespace hvk

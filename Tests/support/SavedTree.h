@@ -1,0 +1,32 @@
+// SavedTree.h - a saved Linux tree that a test writes down: a directory of its own, removed at the end.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace hvk::test {
+
+/// A temporary directory with files below it.
+class SavedTree {
+public:
+    SavedTree();
+    ~SavedTree();
+    SavedTree(const SavedTree&) = delete;
+    SavedTree& operator=(const SavedTree&) = delete;
+
+    /// Writes a file, making its directories: write("/proc/stat", "cpu ...").
+    SavedTree& write(std::string_view file, std::string_view content);
+
+    /// Writes the topology files of one processor.
+    SavedTree& processor(unsigned number, std::string_view threadSiblings);
+
+    void remove(std::string_view file);
+
+    const std::string& root() const { return root_; }
+    std::string path(std::string_view file) const { return root_ + std::string(file); }
+
+private:
+    std::string root_;
+};
+
+}  // namespace hvk::test
