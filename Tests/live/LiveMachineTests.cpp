@@ -118,16 +118,22 @@ TEST(LiveMemory, TheCategoriesAddUpAndFollowAnAllocation) {
         return sample;
     };
 
-    const double before = sampleNow().app;
-    void* block = ::mmap(nullptr, static_cast<std::size_t>(Gibibyte), PROT_READ | PROT_WRITE,
-                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
-    ASSERT_NE(block, MAP_FAILED);
-    const double during = sampleNow().app;
-    ::munmap(block, static_cast<std::size_t>(Gibibyte));
-    const double after = sampleNow().app;
-
-    EXPECT_NEAR(during - before, Gibibyte, Gibibyte * 0.02);
-    EXPECT_NEAR(during - after, Gibibyte, Gibibyte * 0.02);
+    // Other programs allocate too: one undisturbed round out of five is wanted.
+    double rise = 0;
+    double fall = 0;
+    const auto isGibibyte = [](double bytes) { return std::abs(bytes - Gibibyte) <= Gibibyte * 0.02; };
+    for (int attempt = 0; attempt < 5 && !(isGibibyte(rise) && isGibibyte(fall)); ++attempt) {
+        const double before = sampleNow().app;
+        void* block = ::mmap(nullptr, static_cast<std::size_t>(Gibibyte), PROT_READ | PROT_WRITE,
+                             MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+        ASSERT_NE(block, MAP_FAILED);
+        const double during = sampleNow().app;
+        ::munmap(block, static_cast<std::size_t>(Gibibyte));
+        rise = during - before;
+        fall = during - sampleNow().app;
+    }
+    EXPECT_NEAR(rise, Gibibyte, Gibibyte * 0.02);
+    EXPECT_NEAR(fall, Gibibyte, Gibibyte * 0.02);
 }
 
 TEST(LiveLoad, EqualsWhatTheKernelPrints) {
