@@ -1,10 +1,26 @@
-# The libraries that the project uses. On a cross build for macOS the header-only ones come from the toolchain file.
+# The libraries that the project uses. For macOS the text, value and argument libraries are used as headers only.
 
 find_package(Threads REQUIRED)
 
 if(APPLE)
     set(HVK_HEADER_ONLY_TEXT ON)
-    # Headers only: nothing of the building machine may be linked.
+    # Headers only: nothing of the building machine may be linked. A cross build sees them through links, so that it does
+    # not see the building machine's own headers beside them.
+    if(CMAKE_CROSSCOMPILING AND NOT HVK_HEADER_ONLY_INCLUDE_DIR)
+        set(HVK_HEADER_ONLY_INCLUDE_DIR ${CMAKE_BINARY_DIR}/include)
+        set(HVK_HEADER_ONLY_SOURCE_DIR /usr/include CACHE PATH "Where the building machine keeps header-only libraries")
+        file(MAKE_DIRECTORY ${HVK_HEADER_ONLY_INCLUDE_DIR})
+        foreach(header nlohmann fmt spdlog asio asio.hpp CLI)
+            if(NOT EXISTS ${HVK_HEADER_ONLY_SOURCE_DIR}/${header})
+                message(FATAL_ERROR "${HVK_HEADER_ONLY_SOURCE_DIR} has no ${header}")
+            endif()
+            if(NOT EXISTS ${HVK_HEADER_ONLY_INCLUDE_DIR}/${header})
+                file(CREATE_LINK ${HVK_HEADER_ONLY_SOURCE_DIR}/${header} ${HVK_HEADER_ONLY_INCLUDE_DIR}/${header} SYMBOLIC)
+            endif()
+        endforeach()
+    elseif(NOT HVK_HEADER_ONLY_INCLUDE_DIR)
+        find_path(HVK_HEADER_ONLY_INCLUDE_DIR nlohmann/json.hpp REQUIRED)
+    endif()
     add_library(hvk_json INTERFACE)
     add_library(hvk_asio INTERFACE)
     add_library(hvk_cli INTERFACE)
