@@ -14,8 +14,7 @@ namespace hvk {
 static_assert(sizeof(loadavg) == decode::LoadAveragesSize && offsetof(loadavg, fscale) == 16);
 
 DarwinLoadPort::DarwinLoadPort(Diagnostics& diagnostics)
-    : averages_("vm.loadavg", {CTL_VM, VM_LOADAVG}),
-      health_(diagnostics.source(averages_.name(), "load averages")) {}
+    : averages_("vm.loadavg", {CTL_VM, VM_LOADAVG}), health_(diagnostics.source(averages_.name(), "load averages")) {}
 
 Result<LoadAverages> DarwinLoadPort::loadAverages() {
     std::array<std::uint8_t, decode::LoadAveragesSize> record{};

@@ -115,7 +115,8 @@ CFOwned<CFTypeRef> propertyOfValue(const Value& value) {
     switch (value.type()) {
         case Value::value_t::object: return propertyOfDictionary(value);
         case Value::value_t::array: return propertyOfList(value);
-        case Value::value_t::string: return CFOwned<CFTypeRef>(stringOfText(value.get_ref<const std::string&>()).take());
+        case Value::value_t::string:
+            return CFOwned<CFTypeRef>(stringOfText(value.get_ref<const std::string&>()).take());
         case Value::value_t::boolean:
             return CFOwned<CFTypeRef>(CFRetain(value.get<bool>() ? kCFBooleanTrue : kCFBooleanFalse));
         case Value::value_t::number_integer:
@@ -133,9 +134,9 @@ CFOwned<CFTypeRef> propertyOfValue(const Value& value) {
 }
 
 CFOwned<CFStringRef> stringOfText(const std::string& text) {
-    return CFOwned<CFStringRef>(CFStringCreateWithBytes(kCFAllocatorDefault,
-                                                        reinterpret_cast<const UInt8*>(text.data()),
-                                                        static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
+    return CFOwned<CFStringRef>(
+        CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()),
+                                static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
 }
 
 }  // namespace hvk

@@ -106,8 +106,7 @@ Result<std::string> DarwinSystemPort::userName(std::uint32_t user) {
         }
         if (error != 0) return usersHealth_.failed(decode::systemControlFailure("getpwuid_r", error));
         usersHealth_.works();
-        if (found == nullptr)
-            return Failure{FailureKind::Absent, "getpwuid_r", "no user " + std::to_string(user)};
+        if (found == nullptr) return Failure{FailureKind::Absent, "getpwuid_r", "no user " + std::to_string(user)};
         return std::string(found->pw_name);
     }
 }

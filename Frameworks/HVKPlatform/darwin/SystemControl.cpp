@@ -18,11 +18,9 @@ SystemControl::SystemControl(std::string name) : name_(std::move(name)) {}
 Result<std::span<const std::uint8_t>> SystemControl::read(std::span<std::uint8_t> buffer) const {
     std::size_t size = buffer.size();
     countSystemCalls();
-    const int status =
-        numbers_.empty()
-            ? sysctlbyname(name_.c_str(), buffer.data(), &size, nullptr, 0)
-            : sysctl(const_cast<int*>(numbers_.data()), static_cast<u_int>(numbers_.size()), buffer.data(), &size,
-                     nullptr, 0);
+    const int status = numbers_.empty() ? sysctlbyname(name_.c_str(), buffer.data(), &size, nullptr, 0)
+                                        : sysctl(const_cast<int*>(numbers_.data()), static_cast<u_int>(numbers_.size()),
+                                                 buffer.data(), &size, nullptr, 0);
     if (status != 0) return decode::systemControlFailure(name_, errno);
     return std::span<const std::uint8_t>(buffer.first(size));
 }

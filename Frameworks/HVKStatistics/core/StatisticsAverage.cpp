@@ -1,17 +1,16 @@
 #include "HVKStatistics/core/StatisticsAverage.h"
 
-#include <array>
-#include <charconv>
+#include <fmt/format.h>
+
 #include <cmath>
-#include <cstdlib>
 
 namespace hvk {
 
 Value numberFromFloat(float number) {
     if (!std::isfinite(number)) return number;
-    std::array<char, 32> text{};
-    std::to_chars(text.data(), text.data() + text.size() - 1, number);
-    return std::strtod(text.data(), nullptr);
+    // The shortest text that is this float. Read as JSON, it means the same under every locale of the host; only the
+    // sign of a zero is lost there.
+    return std::copysign(Value::parse(fmt::format("{}", number)).get<double>(), static_cast<double>(number));
 }
 
 Value historyConfigDictionary(std::string_view type, std::initializer_list<std::string_view> fields, bool keys) {
