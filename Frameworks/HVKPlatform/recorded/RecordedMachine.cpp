@@ -215,9 +215,15 @@ void RecordedMachine::advanceTo(double time) {
     while (time > clock_.wallSeconds() - FrameTolerance * 1e-9) {
         const VirtualTime now = clock_.now();
         const VirtualTime end = std::min(later(now, time - clock_.wallSeconds()), LatestVirtualTime);
-        const bool frameFirst = !frames_.empty() && frames_.front().due <= end + FrameTolerance;
-        queues_.runUntil(frameFirst ? frames_.front().due : end);
-        if (!frameFirst && end == now) return;
+        if (frames_.empty() || frames_.front().due > end + FrameTolerance) {
+            queues_.runUntil(end);
+            if (end == now) return;
+        } else {
+            const VirtualTime due = frames_.front().due;
+            queues_.runUntil(due);
+            // The clock came to `time` together with the frame, whatever that has set it to.
+            if (due + FrameTolerance >= end) return;
+        }
     }
 }
 

@@ -1,0 +1,55 @@
+// LiveMachine.mm - composes the macOS adapter.
+#include "HVKPlatform/LiveMachine.h"
+
+#include "HVKPlatform/darwin/Bluetooth.h"
+#include "HVKPlatform/darwin/Clock.h"
+#include "HVKPlatform/darwin/Cost.h"
+#include "HVKPlatform/darwin/HostPort.h"
+#include "HVKPlatform/darwin/Load.h"
+#include "HVKPlatform/darwin/Memory.h"
+#include "HVKPlatform/darwin/Processor.h"
+#include "HVKPlatform/darwin/Queues.h"
+#include "HVKPlatform/darwin/Registry.h"
+#include "HVKPlatform/darwin/System.h"
+
+namespace hvk {
+
+namespace {
+
+class DarwinMachine : public Machine {
+public:
+    ClockPort& clock() override { return clock_; }
+    SystemPort& system() override { return system_; }
+    ProcessorPort& processor() override { return processor_; }
+    MemoryPort& memory() override { return memory_; }
+    LoadPort& load() override { return load_; }
+    RegistryPort& registry() override { return registry_; }
+    BluetoothPort& bluetooth() override { return bluetooth_; }
+    QueuesPort& queues() override { return queues_; }
+    CostPort& cost() override { return cost_; }
+    Diagnostics& diagnostics() override { return diagnostics_; }
+
+private:
+    Diagnostics diagnostics_;
+    HostPort host_;
+    DarwinClockPort clock_;
+    DarwinSystemPort system_{host_, diagnostics_};
+    DarwinProcessorPort processor_{host_, diagnostics_};
+    DarwinMemoryPort memory_{host_, diagnostics_};
+    DarwinLoadPort load_{diagnostics_};
+    DarwinRegistryPort registry_{diagnostics_};
+    DarwinBluetoothPort bluetooth_{diagnostics_};
+    DarwinCostPort cost_{diagnostics_};
+    // Last, so destroyed first: no work runs while the ports that it uses go.
+    DarwinQueuesPort queues_;
+};
+
+}  // namespace
+
+std::unique_ptr<Machine> makeLiveMachine() { return std::make_unique<DarwinMachine>(); }
+
+Result<std::unique_ptr<Machine>> makeSavedMachine(const std::string& root) {
+    return Failure{FailureKind::Unsupported, root, "saved trees of files are read on Linux only"};
+}
+
+}  // namespace hvk
