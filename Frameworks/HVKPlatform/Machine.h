@@ -23,6 +23,7 @@ class HVK_EXPORT Machine {
 public:
     virtual ~Machine() = default;
 
+    /// The ports, one for each family of questions; what each answers stands in its own header.
     virtual ClockPort& clock() = 0;
     virtual SystemPort& system() = 0;
     virtual ProcessorPort& processor() = 0;

@@ -47,6 +47,7 @@ public:
     Result(T value) : content_(std::in_place_index<0>, std::move(value)) {}
     Result(Failure failure) : content_(std::in_place_index<1>, std::move(failure)) {}
 
+    /// Whether there is a value.
     explicit operator bool() const { return content_.index() == 0; }
     bool hasValue() const { return content_.index() == 0; }
 
@@ -75,8 +76,11 @@ public:
     Result() = default;
     Result(Failure failure) : failure_(std::move(failure)) {}
 
+    /// Whether it succeeded.
     explicit operator bool() const { return !failure_; }
     bool hasValue() const { return !failure_; }
+
+    /// Why it did not; only when it did not.
     const Failure& failure() const { return *failure_; }
 
 private:

@@ -161,6 +161,7 @@ public:
     }
     ~RegistryReference() { reset(); }
 
+    /// The handle, still owned by this object; 0 when it holds none.
     RegistryHandle get() const { return handle_; }
     explicit operator bool() const { return handle_ != 0; }
 

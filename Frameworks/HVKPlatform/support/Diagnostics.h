@@ -42,6 +42,7 @@ public:
     /// Sets what is worth knowing although the source works.
     void note(std::string text);
 
+    /// What has been noted so far; all zero and without a failure before the first reading.
     SourceReport report() const;
 
 private:

@@ -30,11 +30,13 @@ public:
     StatisticsHistory(const StatisticsHistory&) = delete;
     StatisticsHistory& operator=(const StatisticsHistory&) = delete;
 
+    /// How many records it holds, used or not.
     static constexpr std::size_t capacity() { return Capacity; }
 
     /// The newest record; `capacity()` contiguous ones follow it into the past. Valid for the owner's life.
     const Record* records() const { return records_.data(); }
 
+    /// One record, 0 the newest; all zero in a slot that nothing has reached yet.
     const Record& operator[](std::size_t index) const { return records_[index]; }
     const Record& newest() const { return records_[0]; }
 
@@ -71,6 +73,7 @@ public:
         return count;
     }
 
+    /// The same without a record that is passed over.
     template <class Visit>
     std::size_t scanBucket(double start, double end, Visit&& visit) const {
         return scanBucket(start, end, std::forward<Visit>(visit), [](const Record&) { return false; });

@@ -75,6 +75,8 @@ public:
 class HVK_EXPORT HVKStatisticsHardwareNotifierDelegate {
 public:
     virtual ~HVKStatisticsHardwareNotifierDelegate() = default;
+
+    /// What changed is in the name; the receiver reads the new state for itself.
     virtual void bluetoothChanged() = 0;
     virtual void bluetoothAuthorizationChanged() = 0;
     virtual void powerSourceChanged() = 0;

@@ -55,6 +55,7 @@ public:
     /// In processor order; on Linux the threads of a core are neighbours. The set is fixed at construction.
     const std::vector<std::shared_ptr<HVKStatisticsCPUCore>>& cores() const { return cores_; }
 
+    /// The ticks that the latest update read and the differences from the one before; zeros before the first.
     const HVKStatisticsCPUTicks& cpuData() const { return cpuData_; }
 
     /// Whether user + system exceeded `threshold` percent for the last `duration` seconds, by the machine's clock. False

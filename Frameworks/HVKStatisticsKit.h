@@ -1,0 +1,19 @@
+// HVKStatisticsKit.h - everything that a host of the framework may use, in one include.
+//
+//     #include <HVKStatisticsKit/HVKStatisticsKit.h>
+//
+// Each header may also be included alone, e.g. "HVKStatistics/processor/HVKStatisticsCPU.h".
+#pragma once
+
+#include "HVKBase/Export.h"
+#include "HVKLogger/DDLog.h"
+#include "HVKPlatform/LiveMachine.h"
+#include "HVKPlatform/Machine.h"
+#include "HVKPlatform/Result.h"
+#include "HVKPlatform/Value.h"
+#include "HVKPlatform/ports/Digests.h"
+#include "HVKStatistics/HVKStatisticsFramework.h"
+#include "HVKStatistics/categories/StatisticsHash.h"
+#include "HVKStatistics/core/HVKStatisticsOSVersion.h"
+#include "HVKStatistics/core/HVKTryCatch.h"
+#include "HVKStatistics/core/StatisticsAverage.h"
