@@ -1,6 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+
 #include "hvkstat/Program.h"
 #include "hvkstat/Stage.h"
 #include "hvkstat/commands/History.h"
@@ -217,6 +221,20 @@ TEST(HvkstatDoctor, SaysWhatFailsAndWhatAPassCosts) {
     }
     EXPECT_TRUE(found);
     EXPECT_EQ(json["passes"].size(), 4u);
+}
+
+TEST(HvkstatDoctor, FailsOnlyWhenNothingCanBeRead) {
+    const TemporaryDirectory tree;
+    std::filesystem::create_directory(tree.path() + "/proc");
+    const Ran nothing = run({"doctor", "--root", tree.path()});
+    EXPECT_EQ(nothing.code, 1);
+    EXPECT_THAT(nothing.output, HasSubstr("fails"));
+    EXPECT_EQ(nothing.messages, "hvkstat: nothing could be read from this machine\n");
+
+    std::ofstream(tree.path() + "/proc/loadavg") << "0.12 0.34 0.56 1/99 1234\n";
+    const Ran something = run({"doctor", "--root", tree.path()});
+    EXPECT_EQ(something.code, 0);
+    EXPECT_EQ(something.messages, "");
 }
 
 TEST(HvkstatRender, UnitsAndTables) {

@@ -177,7 +177,7 @@ struct Terminal {
 };
 
 TEST_F(HvkstatProcess, LiveViewGivesTheTerminalBack) {
-    const std::string leave = "\x1b[?25h\x1b[?1049l";
+    const std::string leave = "\x1b[?7h\x1b[?25h\x1b[?1049l";
     struct Case {
         const char* key;
         int signal;

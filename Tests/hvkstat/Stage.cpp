@@ -70,6 +70,12 @@ TemporaryFile::TemporaryFile(const std::string& content)
 
 TemporaryFile::~TemporaryFile() { std::filesystem::remove(path_); }
 
+TemporaryDirectory::TemporaryDirectory() : path_((std::filesystem::temp_directory_path() / "hvkstat-XXXXXX").string()) {
+    if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no temporary directory");
+}
+
+TemporaryDirectory::~TemporaryDirectory() { std::filesystem::remove_all(path_); }
+
 Ran run(const std::vector<std::string>& arguments, bool colours) {
     ::setenv("TZ", "UTC0", 1);
     ::tzset();

@@ -32,6 +32,19 @@ private:
     std::string path_;
 };
 
+/// An empty directory that is gone, with what is in it, at the end of the scope.
+class TemporaryDirectory {
+public:
+    TemporaryDirectory();
+    ~TemporaryDirectory();
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
 /// Runs the program inside this process; times are shown in UTC.
 Ran run(const std::vector<std::string>& arguments, bool colours = false);
 

@@ -18,8 +18,9 @@ namespace hvk::hvkstat {
 
 namespace {
 
-constexpr std::string_view Enter = "\x1b[?1049h\x1b[?25l\x1b[H\x1b[2J";
-constexpr std::string_view Leave = "\x1b[?25h\x1b[?1049l";
+// Without line wrap meanwhile: a line that is too long for the screen is cut off by it.
+constexpr std::string_view Enter = "\x1b[?1049h\x1b[?25l\x1b[?7l\x1b[H\x1b[2J";
+constexpr std::string_view Leave = "\x1b[?7h\x1b[?25h\x1b[?1049l";
 
 constexpr std::array EndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 constexpr std::array CrashSignals = {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL};
