@@ -48,6 +48,11 @@ if(HVK_SANITIZE)
     add_link_options(${HVK_SANITIZER_FLAGS})
 endif()
 
+if(HVK_BUILD_FUZZERS)
+    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined)
+    add_link_options(-fsanitize=address,undefined)
+endif()
+
 find_program(HVK_LLD NAMES ld.lld ld.lld-16 ld.lld-14)
 if(HVK_LLD AND NOT APPLE AND NOT CMAKE_CROSSCOMPILING AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     add_link_options(-fuse-ld=lld)

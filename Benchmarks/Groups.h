@@ -1,0 +1,9 @@
+// Groups.h - the groups of benchmarks; each registers its own.
+#pragma once
+
+namespace hvk::bench {
+
+void registerHistoryBenchmarks();
+void registerProcessorBenchmarks();
+
+}  // namespace hvk::bench

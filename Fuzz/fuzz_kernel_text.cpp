@@ -1,0 +1,41 @@
+// fuzz_kernel_text.cpp - the texts of a Linux kernel's files. The first byte picks the reader.
+
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+#include "HVKPlatform/linux/parse/AuxiliaryVector.h"
+#include "HVKPlatform/linux/parse/LoadAvg.h"
+#include "HVKPlatform/linux/parse/MemInfo.h"
+#include "HVKPlatform/linux/parse/ProcessorList.h"
+#include "HVKPlatform/linux/parse/Stat.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace hvk::parse;
+    if (size == 0) return 0;
+    const std::string_view text(reinterpret_cast<const char*>(data + 1), size - 1);
+    switch (data[0] % 7) {
+        case 0: {
+            ProcessorLines lines;
+            const auto status = parseProcessorLines(text, lines);
+            if (status && lines.lines.empty()) std::abort();
+            break;
+        }
+        case 1: (void)parseBootTime(text); break;
+        case 2: (void)parseMemInfo(text); break;
+        case 3: (void)parsePagingCounts(text); break;
+        case 4: (void)parseZramMemoryUsed(text); break;
+        case 5: {
+            const auto averages = parseLoadAverages(text);
+            if (averages && averages->scale != 100) std::abort();
+            break;
+        }
+        default: {
+            const auto list = parseProcessorList(text);
+            if (list && list->size() > 0x10000) std::abort();
+            const auto vector = parseAuxiliaryVector(text);
+            if (vector.pageSize && *vector.pageSize == 0) std::abort();
+        }
+    }
+    return 0;
+}

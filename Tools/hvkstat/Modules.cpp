@@ -1,0 +1,114 @@
+#include "hvkstat/Modules.h"
+
+namespace hvk::hvkstat {
+
+namespace {
+
+void fillCPU(HVKStatisticsFramework& framework, double, ReportView& view) {
+    ProcessorsView processors;
+    const auto& module = *framework.CPU();
+    processors.user = module.history()[0].user;
+    processors.system = module.history()[0].system;
+    for (const auto& core : module.cores())
+        processors.cores.push_back({core->type(), core->history()[0].user, core->history()[0].system});
+    view.processors = std::move(processors);
+}
+
+void fillMemory(HVKStatisticsFramework& framework, double, ReportView& view) {
+    view.memory = framework.Memory()->memory();
+}
+
+void fillLoad(HVKStatisticsFramework& framework, double, ReportView& view) { view.load = framework.Load()->load(); }
+
+/// Seconds since the machine started; 0 when that is not known, as `boot` is then.
+double uptimeSeconds(const HVKStatisticsUptime& uptime, double time) {
+    return uptime.boot == 0 ? 0 : time - uptime.boot;
+}
+
+void fillUptime(HVKStatisticsFramework& framework, double time, ReportView& view) {
+    view.uptime = UptimeView{framework.Uptime()->boot, uptimeSeconds(*framework.Uptime(), time)};
+}
+
+Value uptimeStats(HVKStatisticsFramework& framework, double time) {
+    return {{"boot", framework.Uptime()->boot}, {"uptime", uptimeSeconds(*framework.Uptime(), time)}};
+}
+
+std::vector<ModuleEntry> makeEntries() {
+    using Framework = HVKStatisticsFramework;
+    return {
+        {"cpu",
+         [](Framework& framework, double time) { framework.CPU()->update(time); },
+         [](Framework& framework, double) { return framework.CPU()->stats(); },
+         fillCPU,
+         {{"cpu",
+           {{"user", "User", HistoryUnit::Percent}, {"system", "System", HistoryUnit::Percent}},
+           [](Framework& framework, double start, double end, std::int64_t interval) {
+               return framework.CPU()->historyAverage(start, end, interval);
+           }}},
+         true},
+        {"memory",
+         [](Framework& framework, double time) { framework.Memory()->update(time); },
+         [](Framework& framework, double) { return framework.Memory()->stats(); },
+         fillMemory,
+         {{"memory",
+           {{"pressure", "Pressure", HistoryUnit::Percent},
+            {"wired", "Wired", HistoryUnit::Mebibytes},
+            {"app", "App", HistoryUnit::Mebibytes},
+            {"compressed", "Compressed", HistoryUnit::Mebibytes},
+            {"total", "Total", HistoryUnit::Mebibytes}},
+           [](Framework& framework, double start, double end, std::int64_t interval) {
+               return framework.Memory()->historyAverage(start, end, interval);
+           }},
+          {"swap",
+           {{"swap", "Used", HistoryUnit::Fraction}},
+           [](Framework& framework, double start, double end, std::int64_t interval) {
+               return framework.Memory()->swapHistoryAverage(start, end, interval);
+           }}}},
+        {"load",
+         [](Framework& framework, double time) { framework.Load()->update(time); },
+         [](Framework& framework, double) { return framework.Load()->stats(); },
+         fillLoad,
+         {{"load",
+           {{"one", "1 min"}, {"five", "5 min"}, {"fifteen", "15 min"}},
+           [](Framework& framework, double start, double end, std::int64_t interval) {
+               return framework.Load()->historyAverage(start, end, interval);
+           }}}},
+        // The boot time is read when the module is made.
+        {"uptime", [](Framework&, double) {}, uptimeStats, fillUptime, {}},
+    };
+}
+
+}  // namespace
+
+const std::vector<ModuleEntry>& moduleEntries() {
+    static const std::vector<ModuleEntry> entries = makeEntries();
+    return entries;
+}
+
+const ModuleEntry* findModule(std::string_view name) {
+    for (const ModuleEntry& entry : moduleEntries())
+        if (entry.name == name) return &entry;
+    return nullptr;
+}
+
+HistoryChoice findHistory(std::string_view name) {
+    for (const ModuleEntry& entry : moduleEntries())
+        for (const HistoryEntry& history : entry.histories)
+            if (history.name == name) return {&entry, &history};
+    return {};
+}
+
+std::vector<std::string> moduleNames() {
+    std::vector<std::string> names;
+    for (const ModuleEntry& entry : moduleEntries()) names.emplace_back(entry.name);
+    return names;
+}
+
+std::vector<std::string> historyNames() {
+    std::vector<std::string> names;
+    for (const ModuleEntry& entry : moduleEntries())
+        for (const HistoryEntry& history : entry.histories) names.emplace_back(history.name);
+    return names;
+}
+
+}  // namespace hvk::hvkstat

@@ -1,0 +1,375 @@
+#include "hvkstat/Options.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+
+#include "hvkstat/Modules.h"
+#include "hvkstat/Suggestion.h"
+
+namespace hvk::hvkstat {
+
+namespace {
+
+constexpr double ShortestInterval = 0.001;
+constexpr double LongestInterval = 86400;
+constexpr std::uint64_t MostSamples = 1'000'000'000;
+constexpr std::int64_t LongestBucket = 31'536'000;
+constexpr double FarthestBack = 31'536'000;
+/// The last second of the year 9999.
+constexpr double LatestTime = 253402300799;
+
+constexpr std::string_view IntervalRange = "a number of seconds from 0.001 to 86400";
+constexpr std::string_view CountRange = "a whole number from 1 to 1000000000";
+constexpr std::string_view BucketRange = "a whole number of seconds from 1 to 31536000";
+constexpr std::string_view BoundRange =
+    "seconds since 1970 (1700000000), seconds before the end (-60, a year at most), or now";
+
+std::string join(const std::vector<std::string>& words) { return fmt::format("{}", fmt::join(words, ", ")); }
+
+/// The number that all of `text` spells in decimal; empty for anything else, not-a-number and infinities included.
+std::optional<double> parseNumber(std::string_view text) {
+    if (text.empty() || text.find_first_not_of("0123456789.eE+-") != std::string_view::npos) return std::nullopt;
+    const std::string terminated(text);
+    char* rest = nullptr;
+    const double number = std::strtod(terminated.c_str(), &rest);
+    if (rest != terminated.c_str() + terminated.size() || !std::isfinite(number)) return std::nullopt;
+    return number;
+}
+
+std::optional<std::uint64_t> parseWhole(std::string_view text) {
+    std::uint64_t number = 0;
+    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || rest != text.data() + text.size() || text.empty()) return std::nullopt;
+    return number;
+}
+
+Exit usageError(std::string_view what) {
+    return {ExitUsage, {}, fmt::format("hvkstat: {}\nTry 'hvkstat --help'.\n", what)};
+}
+
+Exit badValue(std::string_view option, std::string_view value, std::string_view accepted) {
+    return usageError(fmt::format("{}: '{}' is not accepted; it takes {}", option, value, accepted));
+}
+
+/// The command line as text, before its values are checked.
+struct RawOptions {
+    bool json = false;
+    std::string root, machine, modules, interval, count, history, start, end, bucket;
+};
+
+/// What the options take that have a value, in words.
+std::string acceptedBy(const std::string& option, bool history) {
+    if (option == "--interval") return std::string(history ? BucketRange : IntervalRange);
+    if (option == "--count") return std::string(CountRange);
+    if (option == "--start" || option == "--end") return std::string(BoundRange);
+    if (option == "--modules") return "a list of " + join(moduleNames());
+    return option == "--root" ? "the name of a directory" : "the name of a file";
+}
+
+/// The parser with every command and option. It owns nothing of `raw`, which must outlive it.
+std::unique_ptr<CLI::App> makeParser(RawOptions& raw) {
+    auto app = std::make_unique<CLI::App>(
+        "Measures this machine, a saved Linux tree or a recorded machine.\n\n"
+        "Without a command: the live view on a terminal (q ends it), one report otherwise; either takes the\n"
+        "options of report.",
+        "hvkstat");
+    app->set_version_flag("--version", "hvkstat " HVKSTAT_VERSION, "print the version");
+    app->set_help_flag("-h,--help", "print help; behind a command, help for it");
+    app->require_subcommand(0, 1);
+    // What nobody takes is looked at afterwards, with better words than the parser's.
+    app->allow_extras();
+    app->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+
+    app->add_option("--root", raw.root, "measure a saved Linux tree: its proc/ and sys/ lie below DIR")
+        ->type_name("DIR");
+    app->add_option("--machine", raw.machine, "measure a recorded machine")->type_name("FILE");
+
+    CLI::App* report = app->add_subcommand("report", "print what every module measures");
+    report->add_flag("--json", raw.json, "one JSON object a line for each sample");
+    report->add_option("--modules", raw.modules, "a list of " + join(moduleNames()) + "; all by default")
+        ->type_name("NAMES");
+    report->add_option("--interval", raw.interval, "wait so long before each sample; 1 by default")
+        ->type_name("SECONDS");
+    report->add_option("--count", raw.count, "end after so many samples; 1 by default")->type_name("N");
+    report->footer(
+        "Processor use is that of the interval before the sample. A recorded machine is not waited for: its\n"
+        "own clock is moved on.");
+
+    CLI::App* history = app->add_subcommand("history", "print means over equal spans of time, newest first");
+    history->add_option("MODULE", raw.history, "one of " + join(historyNames()))->type_name(" ");
+    history->add_option("--start", raw.start, "one end of the window; -60 by default")->type_name("T");
+    history->add_option("--end", raw.end, "its other end; now by default")->type_name("T");
+    history->add_option("--interval", raw.bucket, "the span of one mean; 10 by default")->type_name("SECONDS");
+    history->add_flag("--json", raw.json, "one JSON object a line for each mean");
+    history->footer(
+        "T is in seconds since 1970, or with a minus sign in seconds before the end: -60, -0 or 'now'. The two\n"
+        "ends may be given in either order. A span holds its newer end and not its older one; a span without a\n"
+        "sample is left out.\n\n"
+        "A recorded machine is replayed to the end of the window, and its end is the end of the recording.\n"
+        "A live machine keeps no history for this command: it is measured each second from now on, until the\n"
+        "window is full. 'now' is then the moment when the command ends, and a window that lies in the past is\n"
+        "moved so that it begins now.");
+
+    CLI::App* doctor = app->add_subcommand("doctor", "say which sources work, why not, and what measuring costs");
+    doctor->add_flag("--json", raw.json, "one JSON object");
+    doctor->footer(
+        "Failing sources are the answer and no failure: the exit code is 1 only when nothing could be read.");
+
+    app->get_formatter()->label("SUBCOMMAND", "COMMAND");
+    for (CLI::App* command : {report, history, doctor}) {
+        command->group("Commands");
+        command->allow_extras();
+        command->fallthrough();
+        command->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+        for (CLI::Option* option : command->get_options())
+            if (option->get_items_expected_max() == 1) option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    }
+    app->footer(
+        "Options may stand before or behind the command.\n"
+        "Exit codes: 0 done, 1 failed, 2 wrong use. NO_COLOR turns colours off.");
+    return app;
+}
+
+std::vector<std::string> commandNames(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
+    return names;
+}
+
+/// Options of one command, of the program, or of everything.
+std::vector<const CLI::Option*> optionsOf(const CLI::App& app) {
+    std::vector<const CLI::Option*> options;
+    for (const CLI::Option* option : app.get_options())
+        if (!option->get_positional()) options.push_back(option);
+    return options;
+}
+
+std::vector<std::string> optionNames(const std::vector<const CLI::Option*>& options) {
+    std::vector<std::string> names;
+    for (const CLI::Option* option : options) {
+        for (const std::string& name : option->get_lnames()) {
+            // A command and the program have some of the same.
+            if (std::find(names.begin(), names.end(), "--" + name) == names.end()) names.push_back("--" + name);
+        }
+    }
+    return names;
+}
+
+bool looksLikeOption(std::string_view word) { return word.size() > 1 && word.front() == '-'; }
+
+/// The arguments with the command in front, so that the options before it are read as its own; or what is wrong.
+struct Ordered {
+    std::vector<std::string> arguments;
+    bool commandGiven = false;
+    std::optional<Exit> wrong;
+};
+
+Ordered orderArguments(const CLI::App& app, const std::vector<std::string>& arguments) {
+    std::vector<const CLI::Option*> options = optionsOf(app);
+    for (const CLI::App* command : app.get_subcommands({}))
+        for (const CLI::Option* option : optionsOf(*command)) options.push_back(option);
+
+    Ordered ordered;
+    ordered.arguments = arguments;
+    std::optional<std::size_t> command;
+    for (std::size_t index = 0; index < arguments.size() && !command; ++index) {
+        const std::string& word = arguments[index];
+        if (!looksLikeOption(word)) {
+            command = index;
+            break;
+        }
+        const std::string name = word.substr(0, word.find('='));
+        const auto found = std::find_if(options.begin(), options.end(),
+                                        [&](const CLI::Option* option) { return option->check_name(name); });
+        if (found == options.end()) break;  // said below, when the parser has left it over
+        const bool takesValue = (*found)->get_items_expected_max() > 0;
+        if (takesValue && name.size() == word.size()) ++index;
+    }
+    if (!command) return ordered;
+
+    const std::string& word = arguments[*command];
+    const std::vector<std::string> commands = commandNames(app);
+    if (std::find(commands.begin(), commands.end(), word) == commands.end()) {
+        const auto meant = nearest(word, commands);
+        ordered.wrong =
+            usageError(meant ? fmt::format("'{}' is no command; did you mean '{}'?", word, *meant)
+                             : fmt::format("'{}' is no command; the commands are {}", word, join(commands)));
+        return ordered;
+    }
+    ordered.commandGiven = true;
+    std::rotate(ordered.arguments.begin(), ordered.arguments.begin() + static_cast<std::ptrdiff_t>(*command),
+                ordered.arguments.begin() + static_cast<std::ptrdiff_t>(*command) + 1);
+    return ordered;
+}
+
+/// What to say of a word that neither the command nor the program takes.
+Exit unexpected(const CLI::App& app, const CLI::App& command, const std::vector<std::string>& left) {
+    const auto option = std::find_if(left.begin(), left.end(), looksLikeOption);
+    if (option == left.end())
+        return usageError(fmt::format("'{}' is one word too many for '{}'", left.front(), command.get_name()));
+
+    const std::string name = option->substr(0, option->find('='));
+    std::vector<const CLI::Option*> options = optionsOf(command);
+    for (const CLI::Option* global : optionsOf(app)) options.push_back(global);
+    const std::vector<std::string> names = optionNames(options);
+    if (const auto meant = nearest(name, names))
+        return usageError(fmt::format("{}: no such option; did you mean {}?", name, *meant));
+    return usageError(fmt::format("{}: '{}' has no such option; it takes {}", name, command.get_name(), join(names)));
+}
+
+std::variant<std::vector<std::string>, Exit> checkModules(const CLI::App& report, const std::string& list) {
+    if (report.get_option("--modules")->count() == 0) return moduleNames();
+    std::vector<std::string> asked;
+    for (std::size_t begin = 0; begin <= list.size();) {
+        const std::size_t end = std::min(list.find(',', begin), list.size());
+        asked.push_back(list.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    const std::vector<std::string> known = moduleNames();
+    for (const std::string& name : asked) {
+        if (findModule(name) != nullptr) continue;
+        const auto meant = nearest(name, known);
+        return usageError(fmt::format("--modules: '{}' is no module{}; the modules are {}", name,
+                                      meant ? fmt::format(", did you mean '{}'?", *meant) : "", join(known)));
+    }
+    std::vector<std::string> chosen;
+    for (const std::string& name : known)
+        if (std::find(asked.begin(), asked.end(), name) != asked.end()) chosen.push_back(name);
+    return chosen;
+}
+
+std::optional<Exit> checkReport(const CLI::App& report, const RawOptions& raw, Options& options) {
+    auto modules = checkModules(report, raw.modules);
+    if (auto* wrong = std::get_if<Exit>(&modules)) return std::move(*wrong);
+    options.modules = std::get<std::vector<std::string>>(std::move(modules));
+    if (report.get_option("--interval")->count() != 0) {
+        const auto seconds = parseNumber(raw.interval);
+        if (!seconds || *seconds < ShortestInterval || *seconds > LongestInterval)
+            return badValue("--interval", raw.interval, IntervalRange);
+        options.interval = *seconds;
+    }
+    if (report.get_option("--count")->count() != 0) {
+        const auto count = parseWhole(raw.count);
+        if (!count || *count == 0 || *count > MostSamples) return badValue("--count", raw.count, CountRange);
+        options.count = *count;
+    }
+    return std::nullopt;
+}
+
+std::optional<Exit> checkHistory(const CLI::App& history, const RawOptions& raw, Options& options) {
+    const std::vector<std::string> known = historyNames();
+    if (history.get_option("MODULE")->count() == 0)
+        return usageError(fmt::format("history: MODULE is missing; it is one of {}", join(known)));
+    if (findHistory(raw.history).history == nullptr) {
+        const auto meant = nearest(raw.history, known);
+        return usageError(fmt::format("history: '{}' keeps no history{}; MODULE is one of {}", raw.history,
+                                      meant ? fmt::format(", did you mean '{}'?", *meant) : "", join(known)));
+    }
+    options.history = raw.history;
+
+    const auto readBound = [&](const char* name, const std::string& text, TimeBound& bound) -> std::optional<Exit> {
+        if (history.get_option(name)->count() == 0) return std::nullopt;
+        const auto parsed = parseTimeBound(text);
+        if (!parsed) return badValue(name, text, parsed.failure().detail);
+        bound = *parsed;
+        return std::nullopt;
+    };
+    if (auto wrong = readBound("--start", raw.start, options.start)) return wrong;
+    if (auto wrong = readBound("--end", raw.end, options.end)) return wrong;
+    if (options.start == options.end) return usageError("--start and --end are the same moment; a window needs two");
+
+    if (history.get_option("--interval")->count() != 0) {
+        const auto seconds = parseWhole(raw.bucket);
+        if (!seconds || *seconds == 0 || *seconds > LongestBucket)
+            return badValue("--interval", raw.bucket, BucketRange);
+        options.bucketSeconds = static_cast<std::int64_t>(*seconds);
+    }
+    return std::nullopt;
+}
+
+std::variant<Options, Exit> checkOptions(const CLI::App& app, const RawOptions& raw, bool commandGiven) {
+    const CLI::App& command = *app.get_subcommands().front();
+    if (const auto left = app.remaining(true); !left.empty()) return unexpected(app, command, left);
+
+    Options options;
+    options.json = raw.json;
+    options.root = raw.root;
+    options.machine = raw.machine;
+    for (const char* name : {"--root", "--machine"}) {
+        const CLI::Option* option = app.get_option(name);
+        if (option->count() != 0 && option->as<std::string>().empty())
+            return usageError(fmt::format("{}: the name is empty", name));
+    }
+    if (!raw.root.empty() && !raw.machine.empty())
+        return usageError("--root and --machine name two machines; one can be measured");
+
+    std::optional<Exit> wrong;
+    if (command.get_name() == "report") {
+        options.command = CommandName::Report;
+        options.liveWhenTerminal = !commandGiven && !raw.json && command.get_option("--count")->count() == 0;
+        wrong = checkReport(command, raw, options);
+    } else if (command.get_name() == "history") {
+        options.command = CommandName::History;
+        wrong = checkHistory(command, raw, options);
+    } else {
+        options.command = CommandName::Doctor;
+    }
+    if (wrong) return std::move(*wrong);
+    return options;
+}
+
+}  // namespace
+
+Result<TimeBound> parseTimeBound(std::string_view text) {
+    if (text == "now") return TimeBound{0, true};
+    const auto number = parseNumber(text);
+    const bool relative = !text.empty() && text.front() == '-';
+    if (!number || *number > LatestTime || *number < -FarthestBack)
+        return Failure{FailureKind::Malformed, "time", std::string(BoundRange)};
+    return TimeBound{*number == 0 ? 0 : *number, relative};
+}
+
+std::variant<Options, Exit> parseArguments(const std::vector<std::string>& arguments) {
+    RawOptions raw;
+    const std::unique_ptr<CLI::App> app = makeParser(raw);
+    Ordered ordered = orderArguments(*app, arguments);
+    if (ordered.wrong) return std::move(*ordered.wrong);
+
+    const auto asksFor = [&](std::initializer_list<std::string_view> names) {
+        return std::any_of(ordered.arguments.begin(), ordered.arguments.end(), [&](const std::string& word) {
+            return std::find(names.begin(), names.end(), word) != names.end();
+        });
+    };
+    if (!ordered.commandGiven && !asksFor({"--help", "-h", "--version"}))
+        ordered.arguments.insert(ordered.arguments.begin(), "report");
+
+    try {
+        std::vector<std::string> reversed(ordered.arguments.rbegin(), ordered.arguments.rend());
+        app->parse(std::move(reversed));
+        // Help or version was only the value of an option.
+        if (app->get_subcommands().empty()) return usageError("no command");
+        return checkOptions(*app, raw, ordered.commandGiven);
+    } catch (const CLI::CallForHelp&) {
+        return Exit{ExitOk, app->help(), {}};
+    } catch (const CLI::CallForVersion& version) {
+        return Exit{ExitOk, std::string(version.what()) + "\n", {}};
+    } catch (const CLI::ArgumentMismatch& error) {
+        const std::string_view text = error.what();
+        const std::string option(text.substr(0, text.find(':')));
+        return usageError(fmt::format("{}: its value is missing; it takes {}", option,
+                                      acceptedBy(option, app->got_subcommand("history"))));
+    } catch (const CLI::ConversionError&) {
+        return usageError("--json: it takes no value");
+    } catch (const CLI::ParseError& error) {
+        return usageError(error.what());
+    }
+}
+
+}  // namespace hvk::hvkstat

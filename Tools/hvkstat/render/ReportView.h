@@ -1,0 +1,45 @@
+// ReportView.h - what one sample shows to a person, decided and ready to be drawn: plain figures, no machine behind.
+//
+// Modules.cpp fills it from the framework; ReportText draws it. A part that was not asked for is empty.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "HVKStatistics/processor/HVKStatisticsLoad.h"
+#include "HVKStatistics/processor/HVKStatisticsMemory.h"
+
+namespace hvk::hvkstat {
+
+/// One logical processor; percent of its own time.
+struct CoreView {
+    int type = 0;  ///< one of HVKStatisticsCPUCoreType
+    double user = 0;
+    double system = 0;
+};
+
+/// All processors; percent of all their time.
+struct ProcessorsView {
+    double user = 0;
+    double system = 0;
+    std::vector<CoreView> cores;  ///< in the framework's order; empty when the machine tells of none
+};
+
+struct UptimeView {
+    double boot = 0;    ///< seconds since 1970; 0 when unknown
+    double uptime = 0;  ///< seconds
+};
+
+/// One sample of a machine.
+struct ReportView {
+    double time = 0;     ///< of the sample, seconds since 1970
+    std::string model;   ///< empty when the machine does not know
+    std::string system;  ///< the same
+    std::optional<ProcessorsView> processors;
+    std::optional<HVKStatisticsMemorySample> memory;
+    std::optional<HVKStatisticsLoadSample> load;
+    std::optional<UptimeView> uptime;
+};
+
+}  // namespace hvk::hvkstat
