@@ -16,8 +16,9 @@ target_compile_features(HVKStatistics INTERFACE cxx_std_20)
 target_include_directories(HVKStatistics INTERFACE
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}> $<INSTALL_INTERFACE:${HVK_INSTALL_HEADERS}>)
 
+target_link_libraries(HVKStatistics INTERFACE $<INSTALL_INTERFACE:nlohmann_json::nlohmann_json>)
+
 if(NOT APPLE)
-    target_link_libraries(HVKStatistics INTERFACE $<INSTALL_INTERFACE:nlohmann_json::nlohmann_json>)
     # Templates of other libraries that are instantiated here stay here.
     set(exports ${CMAKE_CURRENT_LIST_DIR}/exports.map)
     target_link_options(HVKStatistics PRIVATE "LINKER:--version-script=${exports}" LINKER:--no-undefined)
