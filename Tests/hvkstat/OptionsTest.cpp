@@ -109,7 +109,7 @@ TEST(HvkstatOptions, HelpAndVersionAreData) {
 
 TEST(HvkstatOptions, TimesAreAbsoluteOrBeforeTheEnd) {
     EXPECT_EQ(*parseTimeBound("1700000000.5"), (TimeBound{1700000000.5, false}));
-    EXPECT_EQ(*parseTimeBound("0"), (TimeBound{0, false}));
+    EXPECT_EQ(*parseTimeBound("0"), (TimeBound{0, true}));
     EXPECT_EQ(*parseTimeBound("-60"), (TimeBound{-60, true}));
     EXPECT_EQ(*parseTimeBound("-0"), (TimeBound{0, true}));
     EXPECT_EQ(*parseTimeBound("now"), (TimeBound{0, true}));

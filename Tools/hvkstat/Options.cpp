@@ -330,9 +330,10 @@ std::variant<Options, Exit> checkOptions(const CLI::App& app, const RawOptions& 
 Result<TimeBound> parseTimeBound(std::string_view text) {
     if (text == "now") return TimeBound{0, true};
     const auto number = parseNumber(text);
-    const bool relative = !text.empty() && text.front() == '-';
     if (!number || *number > LatestTime || *number < -FarthestBack)
         return Failure{FailureKind::Malformed, "time", std::string(BoundRange)};
+    // Nothing was measured in 1970: a plain 0 is the end of what can be measured, as -0 is.
+    const bool relative = *number <= 0;
     return TimeBound{*number == 0 ? 0 : *number, relative};
 }
 

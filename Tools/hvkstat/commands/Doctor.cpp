@@ -105,6 +105,14 @@ bool anythingRead(const std::vector<SourceReport>& sources) {
                        [](const SourceReport& source) { return source.readings > source.failures; });
 }
 
+/// Asks for the constants that no module has asked for, so that their sources have a state too.
+void askConstants(SystemPort& system) {
+    (void)system.operatingSystemName();
+    (void)system.modelName();
+    (void)system.logicalProcessorCount();
+    (void)system.physicalProcessorCount();
+}
+
 }  // namespace
 
 SourceState sourceState(const SourceReport& source) {
@@ -116,6 +124,7 @@ int runDoctor(Session& session, const Options& options, const Host& host) {
     session.wait(0);
     session.sample();
     session.sample();
+    askConstants(session.machine().system());
     const std::vector<SourceReport> sources = session.machine().diagnostics().reports();
     host.output.write(options.json ? jsonLine(doctorDictionary(sources, session.lastPass()))
                                    : drawDoctor(sources, session.lastPass(), host.palette()));
