@@ -10,6 +10,7 @@
 #include "HVKPlatform/ports/Cost.h"
 #include "HVKPlatform/ports/Load.h"
 #include "HVKPlatform/ports/Memory.h"
+#include "HVKPlatform/ports/ProcessTable.h"
 #include "HVKPlatform/ports/Processor.h"
 #include "HVKPlatform/ports/Queues.h"
 #include "HVKPlatform/ports/Registry.h"
@@ -28,6 +29,7 @@ public:
     virtual SystemPort& system() = 0;
     virtual ProcessorPort& processor() = 0;
     virtual MemoryPort& memory() = 0;
+    virtual ProcessTablePort& processTable() = 0;
     virtual LoadPort& load() = 0;
     virtual RegistryPort& registry() = 0;
     virtual BluetoothPort& bluetooth() = 0;
@@ -54,6 +56,7 @@ public:
     SystemPort& system() override { return target_.system(); }
     ProcessorPort& processor() override { return target_.processor(); }
     MemoryPort& memory() override { return target_.memory(); }
+    ProcessTablePort& processTable() override { return target_.processTable(); }
     LoadPort& load() override { return target_.load(); }
     RegistryPort& registry() override { return target_.registry(); }
     BluetoothPort& bluetooth() override { return target_.bluetooth(); }

@@ -23,6 +23,7 @@ public:
     ProcessorPort& processor() override { return processor_; }
     MemoryPort& memory() override { return memory_; }
     LoadPort& load() override { return load_; }
+    ProcessTablePort& processTable() override { return processTable_; }
     RegistryPort& registry() override { return registry_; }
     BluetoothPort& bluetooth() override { return bluetooth_; }
     QueuesPort& queues() override { return queues_; }

@@ -25,6 +25,7 @@ public:
     ProcessorPort& processor() override { return processor_; }
     MemoryPort& memory() override { return memory_; }
     LoadPort& load() override { return load_; }
+    ProcessTablePort& processTable() override { return processTable_; }
     RegistryPort& registry() override { return registry_; }
     BluetoothPort& bluetooth() override { return bluetooth_; }
     QueuesPort& queues() override { return queues_; }
@@ -40,6 +41,7 @@ private:
     LinuxProcessorPort processor_;
     LinuxMemoryPort memory_;
     LinuxLoadPort load_;
+    UnsupportedProcessTablePort processTable_;
     LinuxRegistryPort registry_;
     LinuxBluetoothPort bluetooth_;
     LinuxCostPort cost_;

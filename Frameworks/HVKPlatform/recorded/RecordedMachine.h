@@ -85,6 +85,7 @@ public:
     ProcessorPort& processor() override { return processor_; }
     MemoryPort& memory() override { return memory_; }
     LoadPort& load() override { return load_; }
+    ProcessTablePort& processTable() override { return processTable_; }
     RegistryPort& registry() override { return registry_; }
     BluetoothPort& bluetooth() override { return bluetooth_; }
     QueuesPort& queues() override { return queues_; }
@@ -133,6 +134,7 @@ private:
     RecordedProcessor processor_;
     RecordedMemory memory_;
     RecordedLoad load_;
+    UnsupportedProcessTablePort processTable_;
     RecordedBluetooth bluetooth_;
     RecordedRegistry registry_;
     UnsupportedCostPort cost_;
