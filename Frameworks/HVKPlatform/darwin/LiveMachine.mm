@@ -7,6 +7,7 @@
 #include "HVKPlatform/darwin/HostPort.h"
 #include "HVKPlatform/darwin/Load.h"
 #include "HVKPlatform/darwin/Memory.h"
+#include "HVKPlatform/darwin/ProcessTable.h"
 #include "HVKPlatform/darwin/Processor.h"
 #include "HVKPlatform/darwin/Queues.h"
 #include "HVKPlatform/darwin/Registry.h"
@@ -38,6 +39,7 @@ private:
     DarwinProcessorPort processor_{host_, diagnostics_};
     DarwinMemoryPort memory_{host_, diagnostics_};
     DarwinLoadPort load_{diagnostics_};
+    DarwinProcessTablePort processTable_{diagnostics_};
     DarwinRegistryPort registry_{diagnostics_};
     DarwinBluetoothPort bluetooth_{diagnostics_};
     DarwinCostPort cost_{diagnostics_};

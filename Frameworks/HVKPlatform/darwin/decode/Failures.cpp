@@ -58,4 +58,11 @@ Failure systemControlFailure(std::string source, int error) {
     return {kind, std::move(source), std::generic_category().message(error)};
 }
 
+Failure processFailure(std::string source, std::int32_t pid, int error) {
+    Failure failure = systemControlFailure(std::move(source), error);
+    if (error == ESRCH) failure.kind = FailureKind::Gone;
+    failure.detail = "process " + std::to_string(pid) + ": " + failure.detail;
+    return failure;
+}
+
 }  // namespace hvk::decode

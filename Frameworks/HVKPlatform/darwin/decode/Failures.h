@@ -18,4 +18,8 @@ Failure kernelFailure(std::string source, std::uint32_t code);
 /// Denied, ENOMEM -> Malformed (more bytes than the record has), any other Absent.
 Failure systemControlFailure(std::string source, int error);
 
+/// The failure that the errno of a question about one process means: ESRCH -> Gone, the rest as systemControlFailure.
+/// The detail names the process.
+Failure processFailure(std::string source, std::int32_t pid, int error);
+
 }  // namespace hvk::decode
