@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstring>
 #include <limits>
 
+#include "HVKPlatform/darwin/Record.h"
 #include "HVKPlatform/darwin/decode/Bluetooth.h"
 #include "HVKPlatform/darwin/decode/Failures.h"
 #include "HVKPlatform/darwin/decode/Load.h"
@@ -21,37 +21,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Optional;
-
-/// A record's bytes; what is not written is 0xEE, so that a reading at a wrong offset shows.
-class Record {
-public:
-    explicit Record(std::size_t size) : bytes_(size, 0xEE) {}
-
-    template <class T>
-    Record& at(std::size_t offset, T value) {
-        std::memcpy(bytes_.data() + offset, &value, sizeof value);
-        return *this;
-    }
-    Record& u32(std::size_t offset, std::uint32_t value) { return at(offset, value); }
-    Record& u64(std::size_t offset, std::uint64_t value) { return at(offset, value); }
-
-    std::span<const std::uint8_t> bytes() const { return bytes_; }
-    std::span<const std::uint8_t> first(std::size_t size) const { return bytes().first(size); }
-
-private:
-    std::vector<std::uint8_t> bytes_;
-};
-
-std::span<const std::uint8_t> bytesOf(std::string_view text) {
-    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
-/// The kind of failure of a result, empty when it holds a value.
-template <class T>
-std::optional<FailureKind> failureOf(const Result<T>& result) {
-    if (result) return std::nullopt;
-    return result.failure().kind;
-}
 
 TEST(DarwinProcessorLoad, ReadsFourCountersOfEachProcessorInTheKernelsOrder) {
     Record record(32);
@@ -202,6 +171,11 @@ TEST(DarwinFailures, TellWhatACallerCanActOn) {
     EXPECT_EQ(systemControlFailure("vm.swapusage", ENOMEM).kind, FailureKind::Malformed);
     EXPECT_EQ(systemControlFailure("vm.swapusage", EINTR).kind, FailureKind::Absent);
     EXPECT_NE(systemControlFailure("kern.none", EPERM).detail, "");
+
+    EXPECT_EQ(processFailure("proc_pidinfo", 77, ESRCH).kind, FailureKind::Gone);
+    EXPECT_EQ(processFailure("proc_pidinfo", 77, EPERM).kind, FailureKind::Denied);
+    EXPECT_EQ(processFailure("KERN_PROCARGS2", 77, EINVAL).kind, FailureKind::Absent);
+    EXPECT_THAT(processFailure("proc_pidinfo", 77, ESRCH).detail, HasSubstr("process 77"));
 }
 
 TEST(DarwinQueues, SetsNoTimerEarlierThanAsked) {
