@@ -7,6 +7,7 @@
 #include "HVKPlatform/linux/parse/AuxiliaryVector.h"
 #include "HVKPlatform/linux/parse/LoadAvg.h"
 #include "HVKPlatform/linux/parse/MemInfo.h"
+#include "HVKPlatform/linux/parse/ProcessStat.h"
 #include "HVKPlatform/linux/parse/ProcessorList.h"
 #include "HVKPlatform/linux/parse/Stat.h"
 
@@ -14,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using namespace hvk::parse;
     if (size == 0) return 0;
     const std::string_view text(reinterpret_cast<const char*>(data + 1), size - 1);
-    switch (data[0] % 7) {
+    switch (data[0] % 8) {
         case 0: {
             ProcessorLines lines;
             const auto status = parseProcessorLines(text, lines);
@@ -28,6 +29,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         case 5: {
             const auto averages = parseLoadAverages(text);
             if (averages && averages->scale != 100) std::abort();
+            break;
+        }
+        case 7: {
+            const auto stat = parseProcessStat(text);
+            if (stat && (stat->pid <= 0 || shortCommand(*stat).size() > 15)) std::abort();
+            (void)parseAnonymousPages(text);
+            (void)parseProcessIO(text);
+            (void)parseContextSwitches(text);
+            (void)parseProcessUser(text);
             break;
         }
         default: {

@@ -32,6 +32,6 @@ SavedTree& SavedTree::processor(unsigned number, std::string_view threadSiblings
     return write(directory + "thread_siblings_list", std::string(threadSiblings) + "\n");
 }
 
-void SavedTree::remove(std::string_view file) { fs::remove(path(file)); }
+void SavedTree::remove(std::string_view file) { fs::remove_all(path(file)); }
 
 }  // namespace hvk::test

@@ -20,6 +20,7 @@ public:
     /// Writes the topology files of one processor.
     SavedTree& processor(unsigned number, std::string_view threadSiblings);
 
+    /// Removes a file, or a directory with all below it.
     void remove(std::string_view file);
 
     const std::string& root() const { return root_; }

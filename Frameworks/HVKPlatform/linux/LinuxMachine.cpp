@@ -10,6 +10,7 @@ LinuxMachine::LinuxMachine(const std::string& root)
       processor_(root_, topology_, system_.ticksPerSecond().valueOr(100), diagnostics_),
       memory_(root_, system_.pageSize().valueOr(4096), clock_, diagnostics_),
       load_(root_, diagnostics_),
+      processTable_(root_, system_.ticksPerSecond().valueOr(100), system_.pageSize().valueOr(4096), diagnostics_),
       registry_(topology_) {}
 
 }  // namespace hvk

@@ -8,6 +8,7 @@
 #include "HVKPlatform/linux/LinuxRoot.h"
 #include "HVKPlatform/linux/Load.h"
 #include "HVKPlatform/linux/Memory.h"
+#include "HVKPlatform/linux/ProcessTable.h"
 #include "HVKPlatform/linux/Processor.h"
 #include "HVKPlatform/linux/Queues.h"
 #include "HVKPlatform/linux/Registry.h"
@@ -41,7 +42,7 @@ private:
     LinuxProcessorPort processor_;
     LinuxMemoryPort memory_;
     LinuxLoadPort load_;
-    UnsupportedProcessTablePort processTable_;
+    LinuxProcessTablePort processTable_;
     LinuxRegistryPort registry_;
     LinuxBluetoothPort bluetooth_;
     LinuxCostPort cost_;

@@ -1,0 +1,60 @@
+#include "HVKPlatform/linux/ProcessTable.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "HVKPlatform/linux/ProcSource.h"
+#include "HVKPlatform/linux/SystemCalls.h"
+#include "HVKPlatform/linux/parse/ProcessStat.h"
+
+namespace hvk {
+
+namespace {
+
+/// The kernel itself hands out no more than this for one program's arguments.
+constexpr std::size_t LongestArguments = std::size_t{6} << 20;
+
+std::string fileOf(std::int32_t pid, const char* name) { return "/proc/" + std::to_string(pid) + "/" + name; }
+
+/// Splits at each NUL; what follows the last one without a NUL of its own is an argument too.
+void appendArguments(std::string_view text, std::vector<std::string>& arguments) {
+    while (!text.empty()) {
+        const std::size_t end = text.find('\0');
+        arguments.emplace_back(text.substr(0, end));
+        if (end == std::string_view::npos) return;
+        text.remove_prefix(end + 1);
+    }
+}
+
+}  // namespace
+
+LinuxProcessTablePort::LinuxProcessTablePort(const LinuxRoot& root, std::uint64_t ticksPerSecond,
+                                             std::uint64_t pageSize, Diagnostics& diagnostics)
+    : root_(root),
+      pageSize_(pageSize),
+      source_(std::make_unique<ProcSource>(root, ticksPerSecond, pageSize, diagnostics)) {}
+
+Result<std::uint64_t> LinuxProcessTablePort::footprint(std::int32_t pid) {
+    const auto text = root_.readFile(fileOf(pid, "statm"), 4096);
+    if (!text) return text.failure();
+    const auto pages = parse::parseAnonymousPages(*text);
+    if (!pages) return pages.failure();
+    return *pages * pageSize_;
+}
+
+Result<std::vector<std::string>> LinuxProcessTablePort::arguments(std::int32_t pid) {
+    const std::string link = fileOf(pid, "exe");
+    std::string path(4096, '\0');
+    countSystemCalls();
+    const ssize_t length = ::readlink(root_.path(link).c_str(), path.data(), path.size());
+    if (length < 0) return failureFromErrno(errno, link);
+    path.resize(static_cast<std::size_t>(length));
+    const auto line = root_.readFile(fileOf(pid, "cmdline"), LongestArguments);
+    if (!line) return line.failure();
+    std::vector<std::string> arguments{std::move(path)};
+    appendArguments(*line, arguments);
+    return arguments;
+}
+
+}  // namespace hvk
