@@ -11,6 +11,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace hvk;
+    using namespace hvk::decode;
     if (size < 2) return 0;
     const std::span<const std::uint8_t> bytes(data + 2, size - 2);
     switch (data[0] % 8) {
