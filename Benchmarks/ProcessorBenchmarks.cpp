@@ -50,13 +50,14 @@ void openReadClose(const char* path) {
 
 void registerLivePass() {
     auto modules = std::make_shared<Modules>(makeLiveMachine());
-    registerPair({"processor + memory + load, this machine", 1.3,
-                  "open, read to the end, close: /proc/stat, meminfo, vmstat, loadavg"},
-                 [modules] { modules->pass(); },
-                 [] {
-                     for (const char* path : {"/proc/stat", "/proc/meminfo", "/proc/vmstat", "/proc/loadavg"})
-                         openReadClose(path);
-                 });
+    registerPair(
+        {"processor + memory + load, this machine", 1.3,
+         "open, read to the end, close: /proc/stat, meminfo, vmstat, loadavg"},
+        [modules] { modules->pass(); },
+        [] {
+            for (const char* path : {"/proc/stat", "/proc/meminfo", "/proc/vmstat", "/proc/loadavg"})
+                openReadClose(path);
+        });
 }
 
 constexpr std::size_t ManyProcessors = 256;
@@ -127,9 +128,10 @@ private:
 void registerRecordedPass() {
     auto modules = std::make_shared<Modules>(manyProcessorMachine());
     auto bare = std::make_shared<BarePass>();
-    registerPair({"processor + memory + load, 256 recorded processors", 1.3,
-                  "copy the same counters, take differences, move the same histories"},
-                 [modules] { modules->pass(); }, [bare] { (*bare)(); });
+    registerPair(
+        {"processor + memory + load, 256 recorded processors", 1.3,
+         "copy the same counters, take differences, move the same histories"},
+        [modules] { modules->pass(); }, [bare] { (*bare)(); });
 }
 
 }  // namespace

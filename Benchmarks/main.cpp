@@ -62,10 +62,10 @@ std::string document(const MedianReporter& reporter) {
         const Side& framework = reporter.side(pair.name + "/framework");
         const Side& bare = reporter.side(pair.name + "/bare");
         if (framework.nanoseconds == 0 || bare.nanoseconds == 0) continue;
-        text += fmt::format("| {} | {:.3f} | {:.3f} | {:.2f} | {:.1f} | {:.2f} | {} |\n", pair.name,
-                            framework.nanoseconds / 1000, bare.nanoseconds / 1000,
-                            framework.nanoseconds / bare.nanoseconds, pair.target, framework.allocations,
-                            pair.comparison);
+        text +=
+            fmt::format("| {} | {:.3f} | {:.3f} | {:.2f} | {:.1f} | {:.2f} | {} |\n", pair.name,
+                        framework.nanoseconds / 1000, bare.nanoseconds / 1000, framework.nanoseconds / bare.nanoseconds,
+                        pair.target, framework.allocations, pair.comparison);
     }
     return text;
 }

@@ -70,8 +70,8 @@ void KernelFile::close() {
 Result<std::size_t> KernelFile::readAt(std::size_t offset) {
     for (;;) {
         countSystemCalls();
-        const ssize_t count = ::pread(descriptor_, buffer_.data() + offset, buffer_.size() - offset,
-                                      static_cast<off_t>(offset));
+        const ssize_t count =
+            ::pread(descriptor_, buffer_.data() + offset, buffer_.size() - offset, static_cast<off_t>(offset));
         if (count >= 0) return static_cast<std::size_t>(count);
         if (errno != EINTR) return failureFromErrno(errno, file_);
     }

@@ -1,7 +1,7 @@
 // KernelFile.h - a kernel file that is read again and again: kept open, read into one buffer, no allocation.
 //
-// Opening costs more than reading (half of the time for /proc/stat), so the descriptor of a procfs or sysfs file is kept
-// and read from its beginning each time. A file of a saved tree is opened anew each time: it may be replaced.
+// Opening costs more than reading (half of the time for /proc/stat), so the descriptor of a procfs or sysfs file is
+// kept and read from its beginning each time. A file of a saved tree is opened anew each time: it may be replaced.
 #pragma once
 
 #include <string>

@@ -25,8 +25,8 @@ std::chrono::steady_clock::duration durationOf(double seconds) {
     return std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(seconds));
 }
 
-/// The loop of one queue; shared by the queue, its threads and the owners of its timers, so that it outlives whoever goes
-/// first. What waits inside the loop refers to it plainly: it goes with the loop.
+/// The loop of one queue; shared by the queue, its threads and the owners of its timers, so that it outlives whoever
+/// goes first. What waits inside the loop refers to it plainly: it goes with the loop.
 struct Loop {
     asio::io_context context;
     std::atomic<bool> stopped{false};  ///< nothing may run any more

@@ -32,8 +32,9 @@ std::optional<std::uint64_t> pageSizeFromHugePages(std::uint64_t hugePageSize) {
 /// What makers leave in a product name that they never filled in.
 bool isFiller(std::string name) {
     std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
-    static constexpr std::array fillers = {"to be filled", "system product name", "default string", "not applicable",
-                                           "not specified", "o.e.m.",             "none",           "unknown"};
+    static constexpr std::array fillers = {
+        "to be filled", "system product name", "default string", "not applicable", "not specified", "o.e.m.", "none",
+        "unknown"};
     return std::any_of(fillers.begin(), fillers.end(), [&](const char* filler) { return name.find(filler) == 0; });
 }
 

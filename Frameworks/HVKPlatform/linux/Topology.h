@@ -17,8 +17,8 @@ enum class ProcessorCluster { Performance, Efficiency };
 
 /// One logical processor in its place.
 struct ProcessorPlace {
-    std::uint32_t processor = 0;  ///< the kernel's number
-    bool online = true;           ///< when the topology was read
+    std::uint32_t processor = 0;             ///< the kernel's number
+    bool online = true;                      ///< when the topology was read
     std::optional<std::uint32_t> clusterId;  ///< the kernel's topology/cluster_id, where it has one
     ProcessorCluster cluster = ProcessorCluster::Performance;
 };

@@ -1,8 +1,9 @@
 // Registry.h - the tree of devices: entries with classes, names, property dictionaries, parents and children.
 //
 // Entries and iterators are 32-bit handles that are counted: whoever receives one owns one reference and gives it back
-// with `release`. Every walk is in the "IOService" plane. An entry whose device went away answers nothing, never what it
-// answered before. macOS: IOKit. Linux: a tree projected from sysfs. Thread: any, but one iterator belongs to one thread.
+// with `release`. Every walk is in the "IOService" plane. An entry whose device went away answers nothing, never what
+// it answered before. macOS: IOKit. Linux: a tree projected from sysfs. Thread: any, but one iterator belongs to one
+// thread.
 #pragma once
 
 #include <cstdint>

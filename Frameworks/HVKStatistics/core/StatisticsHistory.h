@@ -1,8 +1,8 @@
 // StatisticsHistory.h - the past of a reading: a fixed array of time-stamped records, newest first.
 //
-// There is no head index and no count: an append is one block move, an unused slot has time 0, and a host draws straight
-// from the array. This file owns the three ways in which a history is used: append, the bucket scan behind every
-// `historyAverage`, and the walk behind every alert query. What is summed or compared is the owner's business.
+// There is no head index and no count: an append is one block move, an unused slot has time 0, and a host draws
+// straight from the array. This file owns the three ways in which a history is used: append, the bucket scan behind
+// every `historyAverage`, and the walk behind every alert query. What is summed or compared is the owner's business.
 //
 //     StatisticsHistory<StatisticsHistoryLoadSample, 1000> history;
 //     history.append({time, one, five, fifteen});

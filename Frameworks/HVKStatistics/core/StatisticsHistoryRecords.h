@@ -1,7 +1,7 @@
 // StatisticsHistoryRecords.h - the layout of every history record, as a host reads it through `history()`.
 //
-// The layouts are an interface: fields are never reordered, and each size is checked here. `time` is seconds since 1970,
-// 0 in an unused slot.
+// The layouts are an interface: fields are never reordered, and each size is checked here. `time` is seconds since
+// 1970, 0 in an unused slot.
 #pragma once
 
 #include <cstddef>

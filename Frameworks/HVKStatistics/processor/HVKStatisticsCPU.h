@@ -24,8 +24,8 @@ namespace hvk {
 
 /// The tick counters behind the figures; each array has one entry per processor.
 struct HVKStatisticsCPUTicks {
-    double time = 0;              ///< of the last successful reading
-    std::int32_t processors = 0;  ///< logical processors
+    double time = 0;                       ///< of the last successful reading
+    std::int32_t processors = 0;           ///< logical processors
     std::vector<ProcessorTicks> ticks;     ///< differences of the last two readings
     std::vector<ProcessorTicks> previous;  ///< the reading before the last
     std::vector<ProcessorTicks> current;   ///< the last reading
@@ -58,8 +58,8 @@ public:
     /// The ticks that the latest update read and the differences from the one before; zeros before the first.
     const HVKStatisticsCPUTicks& cpuData() const { return cpuData_; }
 
-    /// Whether user + system exceeded `threshold` percent for the last `duration` seconds, by the machine's clock. False
-    /// until the history reaches back past the window.
+    /// Whether user + system exceeded `threshold` percent for the last `duration` seconds, by the machine's clock.
+    /// False until the history reaches back past the window.
     bool isUsageAbove(double threshold, double duration) const;
 
     /// Whether user + system is now at or below `threshold` percent; false before the first update.

@@ -74,9 +74,9 @@ void HVKStatisticsMemory::update(double time) {
 }
 
 Value HVKStatisticsMemory::stats() const {
-    return {{"wired", memory_.wired},         {"free", memory_.free},         {"total", memory_.total},
-            {"pagein", memory_.pagein},       {"pageout", memory_.pageout},   {"swapused", memory_.swapused},
-            {"swaptotal", memory_.swaptotal}, {"filecache", memory_.filecache}, {"app", memory_.app},
+    return {{"wired", memory_.wired},          {"free", memory_.free},           {"total", memory_.total},
+            {"pagein", memory_.pagein},        {"pageout", memory_.pageout},     {"swapused", memory_.swapused},
+            {"swaptotal", memory_.swaptotal},  {"filecache", memory_.filecache}, {"app", memory_.app},
             {"compressed", memory_.compressed}};
 }
 
@@ -132,9 +132,8 @@ Value HVKStatisticsMemory::swapHistoryConfig() { return historyConfigDictionary(
 
 Value HVKStatisticsMemory::swapHistoryAverage(double start, double end, std::int64_t interval) const {
     double used = 0;
-    const std::size_t count = history_.scanBucket(start, end, [&](const StatisticsHistoryMemorySample& sample) {
-        used += sample.swapused / sample.swaptotal;
-    });
+    const std::size_t count = history_.scanBucket(
+        start, end, [&](const StatisticsHistoryMemorySample& sample) { used += sample.swapused / sample.swaptotal; });
     if (count == 0) return nullptr;
     Value average = averageDictionary("swap", start, interval);
     average["swap"] = finiteOrZero(used / static_cast<double>(count));

@@ -20,11 +20,12 @@ using testing::IsEmpty;
 
 TEST(StatText, ReadsEveryFieldAndSkipsTheSum) {
     ProcessorLines lines;
-    ASSERT_TRUE(parseProcessorLines("cpu  9 9 9 9\n"
-                                    "cpu0 1 2 3 4 5 6 7 8 9 10\n"
-                                    "cpu7 18446744073709551615 0 0 1\n"
-                                    "intr 5 0\nbtime 1700000000\n",
-                                    lines));
+    ASSERT_TRUE(
+        parseProcessorLines("cpu  9 9 9 9\n"
+                            "cpu0 1 2 3 4 5 6 7 8 9 10\n"
+                            "cpu7 18446744073709551615 0 0 1\n"
+                            "intr 5 0\nbtime 1700000000\n",
+                            lines));
     ASSERT_EQ(lines.lines.size(), 2U);
     const ProcessorTimes& first = lines.lines[0].times;
     EXPECT_THAT((std::vector{first.user, first.nice, first.system, first.idle, first.iowait, first.irq, first.softirq,
@@ -102,8 +103,8 @@ TEST(ZramText, TakesTheThirdNumber) {
 
 TEST(LoadText, KeepsTheDigits) {
     EXPECT_EQ(parseLoadAverages("0.09 12.30 301.05 2/345 6789\n").valueOr({}), (LoadAverages{{9, 1230, 30105}, 100}));
-    for (const char* text : {"", "0.1 0.2 0.3 1/2 3\n", "1 2 3\n", "0.12 0.34\n", "-1.00 0.10 0.10\n", "0.123 0.1 0.1\n",
-                             "99999999999.00 0.10 0.10\n"})
+    for (const char* text : {"", "0.1 0.2 0.3 1/2 3\n", "1 2 3\n", "0.12 0.34\n", "-1.00 0.10 0.10\n",
+                             "0.123 0.1 0.1\n", "99999999999.00 0.10 0.10\n"})
         EXPECT_FALSE(parseLoadAverages(text)) << text;
 }
 

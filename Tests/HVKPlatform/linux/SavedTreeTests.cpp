@@ -172,7 +172,8 @@ TEST(SavedLinuxTree, CountersStayInPlaceAndOnlyMoveForward) {
 TEST(SavedLinuxTree, ACounterThatJumpsBackCostsOneReading) {
     SavedTree tree;
     const auto stat = [&](int user, int idle) {
-        tree.write("/proc/stat", "cpu  1 1 1 1\ncpu0 " + std::to_string(user) + " 0 0 " + std::to_string(idle) + "\nintr 1\n");
+        tree.write("/proc/stat",
+                   "cpu  1 1 1 1\ncpu0 " + std::to_string(user) + " 0 0 " + std::to_string(idle) + "\nintr 1\n");
     };
     stat(100, 1000);
     LinuxMachine machine(tree.root());
@@ -200,7 +201,9 @@ TEST(SavedLinuxTree, BadFilesKeepTheFiguresAndNameTheReason) {
     const std::string goodStat = "cpu  1 1 1 1\ncpu0 10 0 0 10\ncpu1 10 0 0 10\nintr 1\n";
     const std::string goodMemInfo = "MemTotal: 1000 kB\nMemFree: 400 kB\nAnonPages: 200 kB\n";
     tree.write("/sys/devices/system/cpu/present", "0-1\n").write("/sys/devices/system/cpu/online", "0-1\n");
-    tree.write("/proc/stat", goodStat).write("/proc/meminfo", goodMemInfo).write("/proc/loadavg", "1.50 1.00 0.50 1/2 3\n");
+    tree.write("/proc/stat", goodStat)
+        .write("/proc/meminfo", goodMemInfo)
+        .write("/proc/loadavg", "1.50 1.00 0.50 1/2 3\n");
     LinuxMachine machine(tree.root());
     HVKStatisticsCPU cpu(machine);
     HVKStatisticsMemory memory(machine);

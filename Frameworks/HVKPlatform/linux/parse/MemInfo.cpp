@@ -60,7 +60,8 @@ Result<MemInfo> parseMemInfo(std::string_view text) {
     while (!text.empty()) {
         bool complete = false;
         std::string_view line = takeLine(text, complete);
-        if (!complete) return malformed(source, "the file is cut within line \"" + std::string(line.substr(0, 40)) + "\"");
+        if (!complete)
+            return malformed(source, "the file is cut within line \"" + std::string(line.substr(0, 40)) + "\"");
         const std::string_view name = takeWord(line);
         for (std::size_t step = 0; step < count; ++step) {
             const auto& field = fields[(next + step) % count];
@@ -89,7 +90,8 @@ Result<PagingCounts> parsePagingCounts(std::string_view vmstat) {
         const std::string_view name = takeWord(line);
         if (name != "pgpgin" && name != "pgpgout") continue;
         const auto number = takeUnsigned(line);
-        if (!complete || !number) return malformed("/proc/vmstat", "line " + std::string(name) + " is cut or has no number");
+        if (!complete || !number)
+            return malformed("/proc/vmstat", "line " + std::string(name) + " is cut or has no number");
         (name == "pgpgin" ? counts.pagedInKiB : counts.pagedOutKiB) = *number;
         ++found;
     }
