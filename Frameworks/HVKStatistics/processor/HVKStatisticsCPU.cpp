@@ -53,6 +53,8 @@ HVKStatisticsCPU& HVKStatisticsCPU::CPU() {
 }
 
 void HVKStatisticsCPU::setup() {
+    cleanup();
+    cores_.clear();
     if (!machine_.processor().loadInfo(reading_)) return;
 
     const std::size_t count = reading_.size();
@@ -66,6 +68,12 @@ void HVKStatisticsCPU::setup() {
     for (std::size_t index = 0; index < count; ++index)
         cores_.push_back(std::make_shared<HVKStatisticsCPUCore>(coreType(index, clusters)));
     cpuData_.time = machine_.clock().wallSeconds();
+}
+
+void HVKStatisticsCPU::cleanup() {
+    cpuData_.processors = 0;
+    for (std::vector<ProcessorTicks>* ticks : {&cpuData_.ticks, &cpuData_.previous, &cpuData_.current})
+        std::vector<ProcessorTicks>().swap(*ticks);
 }
 
 /// The cluster letters of the registry's processors, in registry order: 'P', 'E', or 0 for an empty text. A
@@ -111,7 +119,7 @@ void HVKStatisticsCPU::update(double time) {
     updateTicks(time);
 
     TickSums all;
-    for (std::size_t index = 0; index < cores_.size(); ++index) {
+    for (std::size_t index = 0; index < cpuData_.ticks.size(); ++index) {
         TickSums one;
         one.add(cpuData_.ticks[index]);
         all.add(cpuData_.ticks[index]);

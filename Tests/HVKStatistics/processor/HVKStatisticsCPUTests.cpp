@@ -91,6 +91,22 @@ TEST(CPU, WithoutProcessorsItReportsZeros) {
     EXPECT_EQ(cpu.stats()["cores"], Value::array());
 }
 
+TEST(CPU, CleanedUpItKeepsItsPastAndCanBeSetUpAgain) {
+    const auto machine = writtenMachine(ticks({{0, 0, 0, 0}}));
+    HVKStatisticsCPU cpu(*machine);
+    turn(*machine, 1, ticks({{25, 0, 75, 0}}));
+    cpu.update(Start + 1);
+    cpu.cleanup();
+    cpu.update(Start + 2);
+    EXPECT_EQ(cpu.history()[0].user, 0) << "without counters there is no use";
+    EXPECT_FLOAT_EQ(cpu.history()[1].user, 25);
+    cpu.setup();
+    turn(*machine, 1, ticks({{75, 0, 125, 0}}));
+    cpu.update(Start + 3);
+    EXPECT_FLOAT_EQ(cpu.cores().at(0)->history()[0].user, 50);
+    EXPECT_EQ(cpu.cores().size(), 1U);
+}
+
 TEST(CPU, PairsAreClassedByPlace) {
     const auto machine = writtenMachine(ticks({{}, {}, {}, {}, {}, {}, {}, {}}));
     EXPECT_THAT(types(HVKStatisticsCPU(*machine)), ElementsAre(1, 4, 1, 4, 1, 4, 1, 4));
