@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 
 #include <cmath>
 #include <fstream>
@@ -77,6 +78,9 @@ void burn(Machine& machine, double seconds) {
 }
 
 TEST(LiveProcessor, ABurnedProcessorShowsWhereItIs) {
+    // Time of a niced process is in nobody's user share.
+    ::setpriority(PRIO_PROCESS, 0, 0);
+    if (::getpriority(PRIO_PROCESS, 0) > 0) GTEST_SKIP() << "the tests run niced and may not change it";
     const auto machine = makeLiveMachine();
     HVKStatisticsCPU cpu(*machine);
     ASSERT_GT(cpu.cores().size(), 0U);
