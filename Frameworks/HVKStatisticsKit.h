@@ -14,6 +14,7 @@
 #include "HVKPlatform/ports/Digests.h"
 #include "HVKStatistics/HVKStatisticsFramework.h"
 #include "HVKStatistics/categories/StatisticsHash.h"
+#include "HVKStatistics/core/HVKStatisticsIOKitUtilities.h"
 #include "HVKStatistics/core/HVKStatisticsOSVersion.h"
 #include "HVKStatistics/core/HVKTryCatch.h"
 #include "HVKStatistics/core/StatisticsAverage.h"
