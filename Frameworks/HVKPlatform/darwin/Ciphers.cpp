@@ -9,9 +9,10 @@ namespace hvk {
 
 namespace {
 
-static_assert(CipherAlgorithmBlowfish == kCCAlgorithmBlowfish && CipherAlgorithmRC4 == kCCAlgorithmRC4);
-static_assert(CipherOptionPKCS7Padding == kCCOptionPKCS7Padding && CipherOptionECBMode == kCCOptionECBMode);
-static_assert(CipherStatusKeySizeError == kCCKeySizeError && CipherStatusUnimplemented == kCCUnimplemented);
+// The unary plus compares numbers, not enumerations.
+static_assert(+CipherAlgorithmBlowfish == +kCCAlgorithmBlowfish && +CipherAlgorithmRC4 == +kCCAlgorithmRC4);
+static_assert(+CipherOptionPKCS7Padding == +kCCOptionPKCS7Padding && +CipherOptionECBMode == +kCCOptionECBMode);
+static_assert(+CipherStatusKeySizeError == +kCCKeySizeError && +CipherStatusUnimplemented == +kCCUnimplemented);
 
 class LibraryCryptor : public Cryptor {
 public:
