@@ -4,6 +4,7 @@
 #include <random>
 #include <string>
 
+#include "HVKStatistics/core/HVKStatisticsIOKitUtilities.h"
 #include "HVKStatistics/core/StatisticsAverage.h"
 
 namespace hvk {
@@ -80,15 +81,11 @@ void HVKStatisticsCPU::cleanup() {
 /// "logical-cpu-id" only tells a processor from another device; its value plays no part.
 std::vector<char> HVKStatisticsCPU::clusterTypes() const {
     std::vector<char> types;
-    RegistryPort& registry = machine_.registry();
-    auto matched = registry.matchingServices({RegistryMatch::Kind::Class, "IOPlatformDevice", {}});
-    if (!matched) return types;
-    const RegistryReference iterator(registry, *matched);
-    while (const RegistryReference entry{registry, registry.next(iterator.get())}) {
-        const auto type = registry.property(entry.get(), "cluster-type");
-        const auto identifier = registry.property(entry.get(), "logical-cpu-id");
-        if (!type || !identifier) continue;
-        const std::string text = clusterTypeText(*type);
+    auto devices = HVKStatisticsIOKitUtilities::iteratorWithServiceMatch(machine_.registry(), "IOPlatformDevice");
+    while (devices.nextObject() != 0) {
+        const Value type = devices.propertyWithKey("cluster-type");
+        if (type.is_null() || devices.propertyWithKey("logical-cpu-id").is_null()) continue;
+        const std::string text = clusterTypeText(type);
         types.push_back(text.empty() ? '\0' : text.front());
     }
     return types;
