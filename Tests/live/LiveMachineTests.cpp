@@ -122,11 +122,11 @@ TEST(LiveMemory, TheCategoriesAddUpAndFollowAnAllocation) {
         return sample;
     };
 
-    // Other programs allocate too: one undisturbed round out of twenty is wanted.
+    // Other programs allocate too: one undisturbed round is wanted.
     double rise = 0;
     double fall = 0;
     const auto isGibibyte = [](double bytes) { return std::abs(bytes - Gibibyte) <= Gibibyte * 0.02; };
-    for (int attempt = 0; attempt < 20 && !(isGibibyte(rise) && isGibibyte(fall)); ++attempt) {
+    for (int attempt = 0; attempt < 100 && !(isGibibyte(rise) && isGibibyte(fall)); ++attempt) {
         const double before = sampleNow().app;
         void* block = ::mmap(nullptr, static_cast<std::size_t>(Gibibyte), PROT_READ | PROT_WRITE,
                              MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);

@@ -100,9 +100,12 @@ int HVKStatisticsCPU::coreType(std::size_t index, const std::vector<char>& clust
 
 void HVKStatisticsCPU::updateTicks(double time) {
     if (!machine_.processor().loadInfo(reading_)) return;
-    if (reading_.size() != cpuData_.current.size()) return;
+    // Without a set-up that succeeded there is no processor, and a reading only has a time. A machine that suddenly
+    // answers for another number of processors is not believed.
+    if (!cpuData_.current.empty() && reading_.size() != cpuData_.current.size()) return;
 
     cpuData_.time = time;
+    if (cpuData_.current.empty()) return;
     cpuData_.previous.swap(cpuData_.current);
     cpuData_.current.swap(reading_);
     for (std::size_t index = 0; index < cpuData_.current.size(); ++index) {
@@ -120,7 +123,7 @@ void HVKStatisticsCPU::update(double time) {
         TickSums one;
         one.add(cpuData_.ticks[index]);
         all.add(cpuData_.ticks[index]);
-        cores_[index]->addUsage(one.userPercent(), one.systemPercent(), cpuData_.time);
+        cores_[index]->addUsageWithUser(one.userPercent(), one.systemPercent(), cpuData_.time);
     }
     history_.append({cpuData_.time, all.userPercent(), all.systemPercent()});
 }
@@ -167,11 +170,11 @@ void HVKStatisticsCPU::loadDemoData() {
     for (std::size_t index = 0; index < history_.capacity(); ++index) {
         history_.slot(index).user = figure();
         history_.slot(index).system = figure();
-    }
-    for (const auto& core : cores_) {
-        const float user = figure();
-        const float system = figure();
-        core->addUsage(user, system, 0);
+        for (const auto& core : cores_) {
+            const float user = figure();
+            const float system = figure();
+            core->addUsageWithUser(user, system, 0);
+        }
     }
     history_.slot(0).user = 28;
     history_.slot(0).system = 16;

@@ -86,6 +86,10 @@ TEST(CPU, WithoutProcessorsItReportsZeros) {
     const auto machine = writtenMachine();
     HVKStatisticsCPU cpu(*machine);
     cpu.update(Start);
+    EXPECT_EQ(cpu.history()[0].time, 0);
+    turn(*machine, 1, ticks({{10, 0, 90, 0}}));
+    cpu.update(Start + 1);
+    EXPECT_EQ(cpu.history()[0].time, Start + 1) << "a reading that succeeds has a time";
     EXPECT_THAT(cpu.cores(), IsEmpty());
     EXPECT_EQ(cpu.stats()["user"], 0);
     EXPECT_EQ(cpu.stats()["cores"], Value::array());
@@ -174,6 +178,7 @@ TEST(CPU, DemonstrationFillsEverySlot) {
         ASSERT_EQ(sample.time, 0);
     }
     EXPECT_GE(cpu.cores()[0]->history()[0].user, 10);
+    EXPECT_GE(cpu.cores()[0]->history()[ModuleHistoryCapacity - 1].user, 10);
 }
 
 }  // namespace
