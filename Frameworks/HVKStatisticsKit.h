@@ -13,6 +13,7 @@
 #include "HVKPlatform/Value.h"
 #include "HVKPlatform/ports/Ciphers.h"
 #include "HVKPlatform/ports/Digests.h"
+#include "HVKPlatform/ports/ObjectException.h"
 #include "HVKStatistics/HVKStatisticsFramework.h"
 #include "HVKStatistics/categories/CommonCryptoErrorDomain.h"
 #include "HVKStatistics/categories/CommonCryptor.h"
