@@ -132,7 +132,8 @@ def systems(tree):
 # Headers of several small interfaces that are read together.
 COLLECTIONS = ("StatisticsRoles.h",)
 # Ports that an adapter need not answer with a file of their name, or answers under another.
-RECORDED_NAMES = {"Clock": "VirtualClock", "Queues": "VirtualQueues", "Cost": None, "Digests": None}
+RECORDED_NAMES = {"Clock": "VirtualClock", "Queues": "VirtualQueues", "Cost": None, "Digests": None, "Ciphers": None,
+                  "ObjectException": None}
 
 
 def names(tree):

@@ -158,7 +158,7 @@ class Rules(unittest.TestCase):
         for text in ("// see Part " + "2.1", "// as the " + "specification says", "the " + "Spec", "spec" + ".md",
                      "fixes issue" + " #12", 'open("/wor' + 'k/data")'):
             self.breaks(house.words, "docs/page.md", text + "\n", "names ")
-        self.keeps(house.words, {"docs/page.md": "Part 2, a specific issue, inspect.md, /usr/work/x, the specific one\n"})
+        self.keeps(house.words, {"docs/page.md": "Part 2, a specific issue, inspect.md, /usr/network/x, the specific one\n"})
 
     def test_symbols(self):
         bad, count = house.foreign_symbols(

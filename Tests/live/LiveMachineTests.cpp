@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 
 #include <cmath>
 #include <fstream>
@@ -77,6 +78,9 @@ void burn(Machine& machine, double seconds) {
 }
 
 TEST(LiveProcessor, ABurnedProcessorShowsWhereItIs) {
+    // Time of a niced process is in nobody's user share.
+    ::setpriority(PRIO_PROCESS, 0, 0);
+    if (::getpriority(PRIO_PROCESS, 0) > 0) GTEST_SKIP() << "the tests run niced and may not change it";
     const auto machine = makeLiveMachine();
     HVKStatisticsCPU cpu(*machine);
     ASSERT_GT(cpu.cores().size(), 0U);
@@ -118,11 +122,11 @@ TEST(LiveMemory, TheCategoriesAddUpAndFollowAnAllocation) {
         return sample;
     };
 
-    // Other programs allocate too: one undisturbed round out of twenty is wanted.
+    // Other programs allocate too: one undisturbed round is wanted.
     double rise = 0;
     double fall = 0;
     const auto isGibibyte = [](double bytes) { return std::abs(bytes - Gibibyte) <= Gibibyte * 0.02; };
-    for (int attempt = 0; attempt < 20 && !(isGibibyte(rise) && isGibibyte(fall)); ++attempt) {
+    for (int attempt = 0; attempt < 100 && !(isGibibyte(rise) && isGibibyte(fall)); ++attempt) {
         const double before = sampleNow().app;
         void* block = ::mmap(nullptr, static_cast<std::size_t>(Gibibyte), PROT_READ | PROT_WRITE,
                              MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);

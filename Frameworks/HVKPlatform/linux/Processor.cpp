@@ -29,6 +29,7 @@ std::array<std::uint64_t, ProcessorStateCount> countersOf(const parse::Processor
 LinuxProcessorPort::LinuxProcessorPort(const LinuxRoot& root, const Topology& topology, std::uint64_t ticksPerSecond,
                                        Diagnostics& diagnostics)
     : topology_(topology),
+      saved_(!root.isLive()),
       idleSlip_(ticksPerSecond),
       file_(root, "/proc/stat"),
       source_(diagnostics.source("/proc/stat", "processor ticks", "mount procfs at /proc")) {
@@ -52,6 +53,12 @@ LinuxProcessorPort::Place* LinuxProcessorPort::placeOf(std::uint32_t processor) 
 
 /// Takes one processor's counters over; false with the reason when one ran backwards.
 bool LinuxProcessorPort::moveOn(Place& place, const Counters& counters, std::string& fault) {
+    if (!place.read && everRead_) {
+        // It was offline until now: what it counted before is nobody's use of the last span.
+        place.last = counters;
+        place.read = true;
+        return true;
+    }
     bool sound = true;
     for (std::size_t state = 0; state < ProcessorStateCount; ++state) {
         const std::uint64_t before = place.last[state];
@@ -108,7 +115,7 @@ Status LinuxProcessorPort::readCounters() {
     const auto text = file_.read();
     if (!text) {
         // A tree saved without the file still tells which processors there are; their counters stay 0.
-        if (text.failure().kind == FailureKind::Absent && !everRead_ && !places_.empty()) {
+        if (saved_ && text.failure().kind == FailureKind::Absent && !everRead_ && !places_.empty()) {
             (void)source_.failed(text.failure());
             return {};
         }

@@ -47,6 +47,7 @@ private:
     Place* placeOf(std::uint32_t processor);
 
     const Topology& topology_;
+    bool saved_;              ///< the files are a saved tree's
     std::uint64_t idleSlip_;  ///< how far idle time may slip back and be forgiven
     KernelFile file_;
     SourceHealth& source_;

@@ -53,27 +53,58 @@ std::vector<std::uint32_t> threadSiblings(const LinuxRoot& root, std::uint32_t p
     return {processor};
 }
 
-/// Puts the processors in the order of their first thread, the siblings of each right behind it.
-void place(const LinuxRoot& root, const std::vector<std::uint32_t>& present, Topology& topology) {
-    const auto onlineList = readList(root, ProcessorDirectory + "/online");
-    const std::set<std::uint32_t> online(onlineList ? onlineList->begin() : present.begin(),
-                                         onlineList ? onlineList->end() : present.end());
-    const std::set<std::uint32_t> known(present.begin(), present.end());
-    std::set<std::uint32_t> placed;
-    for (const std::uint32_t first : present) {
-        if (placed.contains(first)) continue;
-        ++topology.physicalCores;
-        for (const std::uint32_t processor : threadSiblings(root, first)) {
-            if (!known.contains(processor) || !placed.insert(processor).second) continue;
-            ProcessorPlace& entry = topology.places.emplace_back();
-            entry.processor = processor;
-            entry.online = online.contains(processor);
-            // An unknown cluster is -1 or 65535.
-            const auto cluster = readNumber(root, processorFile(processor, "topology/cluster_id"));
-            if (cluster && *cluster < 0xFFFF) entry.clusterId = static_cast<std::uint32_t>(*cluster);
+/// The processors still to be placed, and what is known of which belong together.
+class Placing {
+public:
+    Placing(const LinuxRoot& root, const std::vector<std::uint32_t>& present)
+        : root_(root), present_(present), unplaced_(present.begin(), present.end()) {
+        const auto online = readList(root, ProcessorDirectory + "/online");
+        for (const std::uint32_t processor : online ? *online : present) online_.insert(processor);
+        const std::string control = root.readLine(ProcessorDirectory + "/smt/control").value_or("");
+        hasThreads_ = control == "on" || control == "off" || control == "forceoff";
+        for (const std::uint32_t processor : present)
+            hasThreads_ = hasThreads_ || threadSiblings(root, processor).size() > 1;
+    }
+
+    /// Puts the processors in the order of their first thread, the siblings of each right behind it.
+    void run(Topology& topology) {
+        for (const std::uint32_t first : present_) {
+            if (!unplaced_.contains(first)) continue;
+            ++topology.physicalCores;
+            const std::vector<std::uint32_t> siblings = threadSiblings(root_, first);
+            for (const std::uint32_t processor : siblings) put(processor, siblings.size(), topology);
+            if (siblings.size() == 1 && hasThreads_ && online_.contains(first)) putOfflineSibling(topology);
         }
     }
-}
+
+private:
+    void put(std::uint32_t processor, std::size_t threads, Topology& topology) {
+        if (unplaced_.erase(processor) == 0) return;
+        ProcessorPlace& entry = topology.places.emplace_back();
+        entry.processor = processor;
+        entry.online = online_.contains(processor);
+        entry.threads = static_cast<std::uint32_t>(threads);
+        // An unknown cluster is -1 or 65535.
+        const auto cluster = readNumber(root_, processorFile(processor, "topology/cluster_id"));
+        if (cluster && *cluster < 0xFFFF) entry.clusterId = static_cast<std::uint32_t>(*cluster);
+    }
+
+    /// An offline thread no longer names its core. The kernel numbers second threads in the order of the first ones, so
+    /// the next offline processor is taken for the sibling that a lone thread lacks: every pair stays a pair.
+    void putOfflineSibling(Topology& topology) {
+        for (const std::uint32_t processor : unplaced_) {
+            if (online_.contains(processor)) continue;
+            put(processor, 1, topology);
+            return;
+        }
+    }
+
+    const LinuxRoot& root_;
+    const std::vector<std::uint32_t>& present_;
+    std::set<std::uint32_t> unplaced_;
+    std::set<std::uint32_t> online_;
+    bool hasThreads_ = false;  ///< cores have two threads, or would have if it were not turned off
+};
 
 bool classifyByPmu(const LinuxRoot& root, Topology& topology) {
     const auto core = readList(root, "/sys/devices/cpu_core/cpus");
@@ -117,14 +148,27 @@ bool classifyByFigure(const LinuxRoot& root, Topology& topology, std::string_vie
     return true;
 }
 
+/// Whether some cores have two threads and others one, as hybrid x86 has; a server whose cores merely differ in base
+/// frequency has not.
+bool hasMixedThreads(const Topology& topology) {
+    bool lone = false;
+    bool paired = false;
+    for (const ProcessorPlace& entry : topology.places) {
+        if (!entry.online) continue;
+        (entry.threads > 1 ? paired : lone) = true;
+    }
+    return lone && paired;
+}
+
 bool classify(const LinuxRoot& root, Topology& topology) {
     if (classifyByPmu(root, topology)) return true;
     const auto isLowest = [](std::uint64_t figure, std::uint64_t lowest, std::uint64_t) { return figure == lowest; };
     const auto isBelowHighest = [](std::uint64_t figure, std::uint64_t, std::uint64_t highest) {
         return figure < highest;
     };
-    return classifyByFigure(root, topology, "cpu_capacity", isLowest) ||
-           classifyByFigure(root, topology, "acpi_cppc/nominal_perf", isBelowHighest) ||
+    if (classifyByFigure(root, topology, "cpu_capacity", isLowest)) return true;
+    if (!hasMixedThreads(topology)) return false;
+    return classifyByFigure(root, topology, "acpi_cppc/nominal_perf", isBelowHighest) ||
            classifyByFigure(root, topology, "cpufreq/base_frequency", isBelowHighest);
 }
 
@@ -132,7 +176,8 @@ bool classify(const LinuxRoot& root, Topology& topology) {
 
 Topology readTopology(const LinuxRoot& root) {
     Topology topology;
-    place(root, presentProcessors(root), topology);
+    const std::vector<std::uint32_t> present = presentProcessors(root);
+    Placing(root, present).run(topology);
     topology.isHybrid = classify(root, topology);
     return topology;
 }

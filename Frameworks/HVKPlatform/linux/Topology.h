@@ -19,6 +19,7 @@ enum class ProcessorCluster { Performance, Efficiency };
 struct ProcessorPlace {
     std::uint32_t processor = 0;             ///< the kernel's number
     bool online = true;                      ///< when the topology was read
+    std::uint32_t threads = 1;               ///< online hardware threads of its core, itself included
     std::optional<std::uint32_t> clusterId;  ///< the kernel's topology/cluster_id, where it has one
     ProcessorCluster cluster = ProcessorCluster::Performance;
 };
@@ -31,7 +32,8 @@ struct Topology {
     /// Whether `cluster` means something: the processor has cores of different classes.
     bool isHybrid = false;
 
-    /// Distinct sets of thread siblings; an offline processor counts as a core of its own.
+    /// Cores: sets of thread siblings. An offline processor counts with the lone thread that it is placed behind, else
+    /// as a core of its own.
     std::uint32_t physicalCores = 0;
 };
 
@@ -39,8 +41,8 @@ struct Topology {
 ///   - the processors of the kernel's two core PMUs, /sys/devices/cpu_core and cpu_atom (hybrid x86);
 ///   - cpu_capacity (big.LITTLE): the processors of the lowest capacity are the efficiency cores;
 ///   - acpi_cppc/nominal_perf, then cpufreq/base_frequency (hybrid x86 without the PMUs, as under an old kernel or in a
-///     virtual machine): all below the highest are efficiency cores. The highest turbo frequency is not used: favoured
-///     cores of one and the same class differ in it.
+///     virtual machine), where some cores have two threads and others one: all below the highest are efficiency cores.
+///     The highest turbo frequency is not used: favoured cores of one and the same class differ in it.
 Topology readTopology(const LinuxRoot& root);
 
 }  // namespace hvk

@@ -1,10 +1,12 @@
 #include "HVKStatistics/core/HVKTryCatch.h"
 
+#include "HVKPlatform/ports/ObjectException.h"
+
 namespace hvk {
 
 void HVKTryCatchBlock(const std::function<void()>& block) {
     try {
-        block();
+        runRaisingStandardExceptions(block);
     } catch (const std::exception&) {
         // Discarded: that is what the guard is for.
     }
@@ -13,8 +15,10 @@ void HVKTryCatchBlock(const std::function<void()>& block) {
 void HVKTryCatchBlockWithError(const std::function<void()>& block,
                                const std::function<void(const std::exception*)>& completion) {
     try {
-        block();
-        completion(nullptr);
+        runRaisingStandardExceptions([&] {
+            block();
+            completion(nullptr);
+        });
     } catch (const std::exception& exception) {
         completion(&exception);
     }

@@ -1,6 +1,7 @@
 // HVKTryCatch.h - guards that run a block and contain the exceptions a library may raise.
 //
-// An "object exception" is anything derived from std::exception; whatever else is thrown passes through.
+// An "object exception" is anything derived from std::exception and, on macOS, an NSException, which a completion sees
+// as a std::runtime_error. Whatever else is thrown passes through.
 #pragma once
 
 #include <exception>

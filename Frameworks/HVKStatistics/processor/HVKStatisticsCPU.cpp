@@ -4,6 +4,7 @@
 #include <random>
 #include <string>
 
+#include "HVKStatistics/core/HVKStatisticsIOKitUtilities.h"
 #include "HVKStatistics/core/StatisticsAverage.h"
 
 namespace hvk {
@@ -53,6 +54,8 @@ HVKStatisticsCPU& HVKStatisticsCPU::CPU() {
 }
 
 void HVKStatisticsCPU::setup() {
+    cleanup();
+    cores_.clear();
     if (!machine_.processor().loadInfo(reading_)) return;
 
     const std::size_t count = reading_.size();
@@ -68,19 +71,21 @@ void HVKStatisticsCPU::setup() {
     cpuData_.time = machine_.clock().wallSeconds();
 }
 
+void HVKStatisticsCPU::cleanup() {
+    cpuData_.processors = 0;
+    for (std::vector<ProcessorTicks>* ticks : {&cpuData_.ticks, &cpuData_.previous, &cpuData_.current})
+        std::vector<ProcessorTicks>().swap(*ticks);
+}
+
 /// The cluster letters of the registry's processors, in registry order: 'P', 'E', or 0 for an empty text. A
 /// "logical-cpu-id" only tells a processor from another device; its value plays no part.
 std::vector<char> HVKStatisticsCPU::clusterTypes() const {
     std::vector<char> types;
-    RegistryPort& registry = machine_.registry();
-    auto matched = registry.matchingServices({RegistryMatch::Kind::Class, "IOPlatformDevice", {}});
-    if (!matched) return types;
-    const RegistryReference iterator(registry, *matched);
-    while (const RegistryReference entry{registry, registry.next(iterator.get())}) {
-        const auto type = registry.property(entry.get(), "cluster-type");
-        const auto identifier = registry.property(entry.get(), "logical-cpu-id");
-        if (!type || !identifier) continue;
-        const std::string text = clusterTypeText(*type);
+    auto devices = HVKStatisticsIOKitUtilities::iteratorWithServiceMatch(machine_.registry(), "IOPlatformDevice");
+    while (devices.nextObject() != 0) {
+        const Value type = devices.propertyWithKey("cluster-type");
+        if (type.is_null() || devices.propertyWithKey("logical-cpu-id").is_null()) continue;
+        const std::string text = clusterTypeText(type);
         types.push_back(text.empty() ? '\0' : text.front());
     }
     return types;
@@ -95,9 +100,12 @@ int HVKStatisticsCPU::coreType(std::size_t index, const std::vector<char>& clust
 
 void HVKStatisticsCPU::updateTicks(double time) {
     if (!machine_.processor().loadInfo(reading_)) return;
-    if (reading_.size() != cpuData_.current.size()) return;
+    // Without a set-up that succeeded there is no processor, and a reading only has a time. A machine that suddenly
+    // answers for another number of processors is not believed.
+    if (!cpuData_.current.empty() && reading_.size() != cpuData_.current.size()) return;
 
     cpuData_.time = time;
+    if (cpuData_.current.empty()) return;
     cpuData_.previous.swap(cpuData_.current);
     cpuData_.current.swap(reading_);
     for (std::size_t index = 0; index < cpuData_.current.size(); ++index) {
@@ -111,11 +119,11 @@ void HVKStatisticsCPU::update(double time) {
     updateTicks(time);
 
     TickSums all;
-    for (std::size_t index = 0; index < cores_.size(); ++index) {
+    for (std::size_t index = 0; index < cpuData_.ticks.size(); ++index) {
         TickSums one;
         one.add(cpuData_.ticks[index]);
         all.add(cpuData_.ticks[index]);
-        cores_[index]->addUsage(one.userPercent(), one.systemPercent(), cpuData_.time);
+        cores_[index]->addUsageWithUser(one.userPercent(), one.systemPercent(), cpuData_.time);
     }
     history_.append({cpuData_.time, all.userPercent(), all.systemPercent()});
 }
@@ -162,11 +170,11 @@ void HVKStatisticsCPU::loadDemoData() {
     for (std::size_t index = 0; index < history_.capacity(); ++index) {
         history_.slot(index).user = figure();
         history_.slot(index).system = figure();
-    }
-    for (const auto& core : cores_) {
-        const float user = figure();
-        const float system = figure();
-        core->addUsage(user, system, 0);
+        for (const auto& core : cores_) {
+            const float user = figure();
+            const float system = figure();
+            core->addUsageWithUser(user, system, 0);
+        }
     }
     history_.slot(0).user = 28;
     history_.slot(0).system = 16;

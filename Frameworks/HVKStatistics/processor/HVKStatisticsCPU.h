@@ -41,6 +41,13 @@ public:
     /// An instance for a host that wants only this module; made on first use. The framework has one of its own.
     static HVKStatisticsCPU& CPU();
 
+    /// Reads the counters for the first time and classes the cores; the constructor does it. Called again it makes the
+    /// cores anew, with empty histories; the module's own history stays.
+    void setup();
+
+    /// Gives the tick counters back; updates then record 0 until `setup`. The histories stay.
+    void cleanup();
+
     /// Reads the counters and appends one record to the module's history and to every core's. The first call covers
     /// the time since construction. When the reading fails the figures and the time of the last one are repeated.
     void update(double time);
@@ -83,7 +90,6 @@ public:
     void setDemo(bool demo) override { demo_ = demo; }
 
 private:
-    void setup();
     int coreType(std::size_t index, const std::vector<char>& clusterTypes) const;
     std::vector<char> clusterTypes() const;
 

@@ -4,7 +4,9 @@
 
 namespace hvk {
 
-void HVKStatisticsCPUCore::addUsage(float user, float system, double time) { history_.append({time, user, system}); }
+void HVKStatisticsCPUCore::addUsageWithUser(float user, float system, double time) {
+    history_.append({time, user, system});
+}
 
 Value HVKStatisticsCPUCore::stats() const {
     const HVKStatisticsCPUSample& newest = history_.newest();

@@ -27,7 +27,7 @@ public:
     void setType(int type) { type_ = type; }
 
     /// Appends one record: percent of this processor's time, and the time of the reading.
-    void addUsage(float user, float system, double time);
+    void addUsageWithUser(float user, float system, double time);
 
     /// "user", "system" (percent) and "time" of the newest record; zeros before the first.
     Value stats() const;

@@ -28,6 +28,9 @@ public:
     /// An instance for a host that wants only this module; made on first use. The framework has one of its own.
     static HVKStatisticsLoad& Load();
 
+    /// Gives back what the module holds of the system: nothing. Here because every module has it.
+    void cleanup() {}
+
     /// Reads the averages and appends one record. A failed reading repeats the previous averages (0 before the first
     /// success) with the new time.
     void update(double time);

@@ -49,6 +49,9 @@ public:
     /// An instance for a host that wants only this module; made on first use. The framework has one of its own.
     static HVKStatisticsMemory& Memory();
 
+    /// Forgets the page size; the next update asks for it again.
+    void cleanup() { pageSize_.reset(); }
+
     /// Reads the counters and appends one record to the history. A source that fails leaves its raw counters as they
     /// were, and the figures are made from those.
     void update(double time);

@@ -58,6 +58,33 @@ TEST(SavedLinuxTree, PutsThreadSiblingsNextToEachOther) {
     EXPECT_EQ(ticks[1][ProcessorStateUser], 3U) << "the counters follow their processor";
 }
 
+TEST(SavedLinuxTree, AnOfflineThreadStaysBesideItsSibling) {
+    SavedTree tree;
+    tree.write("/sys/devices/system/cpu/present", "0-3\n").write("/sys/devices/system/cpu/online", "0-1,3\n");
+    tree.processor(0, "0").processor(1, "1,3").processor(3, "1,3");
+    EXPECT_THAT(order(tree), ElementsAre(0, 2, 1, 3));
+    EXPECT_EQ(readTopology(LinuxRoot(tree.root())).physicalCores, 2U);
+
+    SavedTree threadsOff;
+    threadsOff.write("/sys/devices/system/cpu/present", "0-3\n").write("/sys/devices/system/cpu/online", "0-1\n");
+    threadsOff.write("/sys/devices/system/cpu/smt/control", "off\n").processor(0, "0").processor(1, "1");
+    EXPECT_THAT(order(threadsOff), ElementsAre(0, 2, 1, 3));
+}
+
+TEST(SavedLinuxTree, AProcessorThatComesOnlineStartsCountingThen) {
+    SavedTree tree;
+    tree.write("/sys/devices/system/cpu/present", "0-1\n").write("/sys/devices/system/cpu/online", "0\n");
+    tree.write("/proc/stat", "cpu  1 1 1 1\ncpu0 100 0 0 100\nintr 1\n");
+    LinuxMachine machine(tree.root());
+    HVKStatisticsCPU cpu(machine);
+    tree.write("/proc/stat", "cpu  1 1 1 1\ncpu0 110 0 0 190\ncpu1 90000 0 0 5\nintr 1\n");
+    cpu.update(1000);
+    EXPECT_FLOAT_EQ(cpu.history()[0].user, 10) << "what it counted since boot is not of this span";
+    tree.write("/proc/stat", "cpu  1 1 1 1\ncpu0 110 0 0 290\ncpu1 90100 0 0 5\nintr 1\n");
+    cpu.update(1001);
+    EXPECT_FLOAT_EQ(cpu.cores()[1]->history()[0].user, 100);
+}
+
 TEST(SavedLinuxTree, ClassesCoresByTheFirstSourceThatTellsThemApart) {
     const auto capacity = [](SavedTree& tree, unsigned number, const char* file, const char* figure) {
         tree.write("/sys/devices/system/cpu/cpu" + std::to_string(number) + "/" + file, std::string(figure) + "\n");
@@ -84,8 +111,16 @@ TEST(SavedLinuxTree, ClassesCoresByTheFirstSourceThatTellsThemApart) {
         capacity(withoutPmu, number, "acpi_cppc/nominal_perf", nominal[number]);
         capacity(withoutPmu, number, "acpi_cppc/highest_perf", turbo[number]);
     }
+    withoutPmu.processor(0, "0-1").processor(1, "0-1").processor(2, "2");
     LinuxMachine withoutPmuMachine(withoutPmu.root());
     EXPECT_THAT(coreTypes(withoutPmuMachine), ElementsAre(2, 2, 3)) << "a favoured core is of the same class";
+
+    SavedTree server;
+    server.write("/sys/devices/system/cpu/present", "0-1\n");
+    capacity(server, 0, "cpufreq/base_frequency", "2800000");
+    capacity(server, 1, "cpufreq/base_frequency", "2100000");
+    LinuxMachine serverMachine(server.root());
+    EXPECT_THAT(coreTypes(serverMachine), ElementsAre(1, 4)) << "cores that only run at other speeds are of one class";
 
     SavedTree alike;
     alike.write("/sys/devices/system/cpu/present", "0-1\n");

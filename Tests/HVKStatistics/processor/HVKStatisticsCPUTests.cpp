@@ -86,9 +86,29 @@ TEST(CPU, WithoutProcessorsItReportsZeros) {
     const auto machine = writtenMachine();
     HVKStatisticsCPU cpu(*machine);
     cpu.update(Start);
+    EXPECT_EQ(cpu.history()[0].time, 0);
+    turn(*machine, 1, ticks({{10, 0, 90, 0}}));
+    cpu.update(Start + 1);
+    EXPECT_EQ(cpu.history()[0].time, Start + 1) << "a reading that succeeds has a time";
     EXPECT_THAT(cpu.cores(), IsEmpty());
     EXPECT_EQ(cpu.stats()["user"], 0);
     EXPECT_EQ(cpu.stats()["cores"], Value::array());
+}
+
+TEST(CPU, CleanedUpItKeepsItsPastAndCanBeSetUpAgain) {
+    const auto machine = writtenMachine(ticks({{0, 0, 0, 0}}));
+    HVKStatisticsCPU cpu(*machine);
+    turn(*machine, 1, ticks({{25, 0, 75, 0}}));
+    cpu.update(Start + 1);
+    cpu.cleanup();
+    cpu.update(Start + 2);
+    EXPECT_EQ(cpu.history()[0].user, 0) << "without counters there is no use";
+    EXPECT_FLOAT_EQ(cpu.history()[1].user, 25);
+    cpu.setup();
+    turn(*machine, 1, ticks({{75, 0, 125, 0}}));
+    cpu.update(Start + 3);
+    EXPECT_FLOAT_EQ(cpu.cores().at(0)->history()[0].user, 50);
+    EXPECT_EQ(cpu.cores().size(), 1U);
 }
 
 TEST(CPU, PairsAreClassedByPlace) {
@@ -158,6 +178,7 @@ TEST(CPU, DemonstrationFillsEverySlot) {
         ASSERT_EQ(sample.time, 0);
     }
     EXPECT_GE(cpu.cores()[0]->history()[0].user, 10);
+    EXPECT_GE(cpu.cores()[0]->history()[ModuleHistoryCapacity - 1].user, 10);
 }
 
 }  // namespace

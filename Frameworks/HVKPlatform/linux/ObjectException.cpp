@@ -1,0 +1,7 @@
+#include "HVKPlatform/ports/ObjectException.h"
+
+namespace hvk {
+
+void runRaisingStandardExceptions(const std::function<void()>& block) { block(); }
+
+}  // namespace hvk
