@@ -38,6 +38,7 @@ RecordedMachine::RecordedMachine(double wallSeconds, double monotonicSeconds)
       processor_(diagnostics_),
       memory_(diagnostics_),
       load_(diagnostics_),
+      processTable_(diagnostics_),
       bluetooth_(diagnostics_),
       registry_(tree_, diagnostics_),
       queues_(clock_) {
@@ -86,7 +87,7 @@ std::unique_ptr<RecordedMachine> RecordedMachine::read(const RecordingField& des
     const RecordingField schema = description.require("schema");
     if (schema.unsignedInteger() != Schema) schema.fault("should be 1, the only schema there is");
     description.allowOnly(
-        {"schema", "name", "system", "processor", "memory", "load", "registry", "bluetooth", "frames"});
+        {"schema", "name", "system", "processor", "memory", "load", "processes", "registry", "bluetooth", "frames"});
 
     const RecordingField frames = description.require("frames");
     if (frames.size() == 0) frames.fault("should hold at least one frame");
@@ -139,11 +140,13 @@ void RecordedMachine::readSections(const RecordingField& field, Answers& answers
     if (const auto section = field.find("processor")) readProcessor(*section, answers.processor);
     if (const auto section = field.find("memory")) readMemory(*section, answers.memory);
     if (const auto section = field.find("load")) readLoad(*section, answers.load);
+    if (const auto section = field.find("processes")) readProcessTable(*section, answers.processes);
     if (const auto section = field.find("bluetooth")) readBluetooth(*section, answers.bluetooth);
 }
 
 void RecordedMachine::readFrame(const RecordingField& frame, Answers& answers, TreeRegistry& tree) {
-    frame.allowOnly({"time", "monotonic", "system", "processor", "memory", "load", "registry", "bluetooth"});
+    frame.allowOnly(
+        {"time", "monotonic", "system", "processor", "memory", "load", "processes", "registry", "bluetooth"});
     if (const auto processor = frame.find("processor"); processor && processor->value().is_object())
         if (const auto architecture = processor->find("architecture"))
             architecture->fault("does not change; it belongs to the description");
@@ -154,8 +157,8 @@ void RecordedMachine::readFrame(const RecordingField& frame, Answers& answers, T
 // Frames
 
 RecordedMachine::Answers RecordedMachine::answers() const {
-    return {system_.answers(), processor_.answers(), memory_.answers(),
-            load_.answers(),   bluetooth_.answers(), registry_.answers()};
+    return {system_.answers(),       processor_.answers(), memory_.answers(),  load_.answers(),
+            processTable_.answers(), bluetooth_.answers(), registry_.answers()};
 }
 
 void RecordedMachine::setAnswers(Answers answers) {
@@ -163,6 +166,7 @@ void RecordedMachine::setAnswers(Answers answers) {
     processor_.setAnswers(std::move(answers.processor));
     memory_.setAnswers(std::move(answers.memory));
     load_.setAnswers(std::move(answers.load));
+    processTable_.setAnswers(std::move(answers.processes));
     bluetooth_.setAnswers(std::move(answers.bluetooth));
     registry_.setAnswers(std::move(answers.registry));
 }

@@ -20,6 +20,7 @@
 #include "HVKPlatform/recorded/Bluetooth.h"
 #include "HVKPlatform/recorded/Load.h"
 #include "HVKPlatform/recorded/Memory.h"
+#include "HVKPlatform/recorded/ProcessTable.h"
 #include "HVKPlatform/recorded/Processor.h"
 #include "HVKPlatform/recorded/Registry.h"
 #include "HVKPlatform/recorded/System.h"
@@ -78,6 +79,7 @@ public:
     RecordedProcessor& recordedProcessor() { return processor_; }
     RecordedMemory& recordedMemory() { return memory_; }
     RecordedLoad& recordedLoad() { return load_; }
+    RecordedProcessTable& recordedProcessTable() { return processTable_; }
     RecordedBluetooth& recordedBluetooth() { return bluetooth_; }
 
     ClockPort& clock() override { return clock_; }
@@ -107,6 +109,7 @@ private:
         ProcessorAnswers processor;
         MemoryAnswers memory;
         LoadAnswers load;
+        ProcessTableAnswers processes;
         BluetoothAnswers bluetooth;
         RegistryAnswers registry;
     };
@@ -134,7 +137,7 @@ private:
     RecordedProcessor processor_;
     RecordedMemory memory_;
     RecordedLoad load_;
-    UnsupportedProcessTablePort processTable_;
+    RecordedProcessTable processTable_;
     RecordedBluetooth bluetooth_;
     RecordedRegistry registry_;
     UnsupportedCostPort cost_;
