@@ -27,6 +27,10 @@ public:
     ProcessTablePort& processTable() override { return processTable_; }
     RegistryPort& registry() override { return registry_; }
     BluetoothPort& bluetooth() override { return bluetooth_; }
+    UserClientPort& userClients() override { return userClients_; }
+    HIDPort& hid() override { return hid_; }
+    FilesPort& files() override { return files_; }
+    HTTPPort& http() override { return http_; }
     QueuesPort& queues() override { return queues_; }
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
@@ -42,6 +46,10 @@ private:
     DarwinProcessTablePort processTable_{diagnostics_};
     DarwinRegistryPort registry_{diagnostics_};
     DarwinBluetoothPort bluetooth_{diagnostics_};
+    UnsupportedUserClientPort userClients_;
+    UnsupportedHIDPort hid_;
+    UnsupportedFilesPort files_;
+    UnsupportedHTTPPort http_;
     DarwinCostPort cost_{diagnostics_};
     // Last, so destroyed first: no work runs while the ports that it uses go.
     DarwinQueuesPort queues_;

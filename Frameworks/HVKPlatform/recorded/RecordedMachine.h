@@ -90,6 +90,10 @@ public:
     ProcessTablePort& processTable() override { return processTable_; }
     RegistryPort& registry() override { return registry_; }
     BluetoothPort& bluetooth() override { return bluetooth_; }
+    UserClientPort& userClients() override { return userClients_; }
+    HIDPort& hid() override { return hid_; }
+    FilesPort& files() override { return files_; }
+    HTTPPort& http() override { return http_; }
     QueuesPort& queues() override { return queues_; }
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
@@ -139,6 +143,10 @@ private:
     RecordedLoad load_;
     RecordedProcessTable processTable_;
     RecordedBluetooth bluetooth_;
+    UnsupportedUserClientPort userClients_;
+    UnsupportedHIDPort hid_;
+    UnsupportedFilesPort files_;
+    UnsupportedHTTPPort http_;
     RecordedRegistry registry_;
     UnsupportedCostPort cost_;
     std::deque<Frame> frames_;
