@@ -11,6 +11,7 @@
 #include "HVKPlatform/ports/Files.h"
 #include "HVKPlatform/ports/HID.h"
 #include "HVKPlatform/ports/HTTP.h"
+#include "HVKPlatform/ports/HardwareEvents.h"
 #include "HVKPlatform/ports/Load.h"
 #include "HVKPlatform/ports/Memory.h"
 #include "HVKPlatform/ports/ProcessTable.h"
@@ -41,6 +42,7 @@ public:
     virtual HIDPort& hid() = 0;
     virtual FilesPort& files() = 0;
     virtual HTTPPort& http() = 0;
+    virtual HardwareEventsPort& hardwareEvents() = 0;
     virtual QueuesPort& queues() = 0;
     virtual CostPort& cost() = 0;
 
@@ -72,6 +74,7 @@ public:
     HIDPort& hid() override { return target_.hid(); }
     FilesPort& files() override { return target_.files(); }
     HTTPPort& http() override { return target_.http(); }
+    HardwareEventsPort& hardwareEvents() override { return target_.hardwareEvents(); }
     QueuesPort& queues() override { return target_.queues(); }
     CostPort& cost() override { return target_.cost(); }
     Diagnostics& diagnostics() override { return target_.diagnostics(); }

@@ -31,6 +31,7 @@ public:
     HIDPort& hid() override { return hid_; }
     FilesPort& files() override { return files_; }
     HTTPPort& http() override { return http_; }
+    HardwareEventsPort& hardwareEvents() override { return hardwareEvents_; }
     QueuesPort& queues() override { return queues_; }
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
@@ -50,6 +51,7 @@ private:
     UnsupportedHIDPort hid_;
     UnsupportedFilesPort files_;
     UnsupportedHTTPPort http_;
+    UnsupportedHardwareEventsPort hardwareEvents_;
     DarwinCostPort cost_{diagnostics_};
     // Last, so destroyed first: no work runs while the ports that it uses go.
     DarwinQueuesPort queues_;

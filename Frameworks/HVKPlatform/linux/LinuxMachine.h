@@ -33,6 +33,7 @@ public:
     HIDPort& hid() override { return hid_; }
     FilesPort& files() override { return files_; }
     HTTPPort& http() override { return http_; }
+    HardwareEventsPort& hardwareEvents() override { return hardwareEvents_; }
     QueuesPort& queues() override { return queues_; }
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
@@ -53,6 +54,7 @@ private:
     UnsupportedHIDPort hid_;
     UnsupportedFilesPort files_;
     UnsupportedHTTPPort http_;
+    UnsupportedHardwareEventsPort hardwareEvents_;
     LinuxCostPort cost_;
     AsioQueuesPort queues_;  ///< last, so that its threads end before what they use
 };

@@ -94,6 +94,7 @@ public:
     HIDPort& hid() override { return hid_; }
     FilesPort& files() override { return files_; }
     HTTPPort& http() override { return http_; }
+    HardwareEventsPort& hardwareEvents() override { return hardwareEvents_; }
     QueuesPort& queues() override { return queues_; }
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
@@ -147,6 +148,7 @@ private:
     UnsupportedHIDPort hid_;
     UnsupportedFilesPort files_;
     UnsupportedHTTPPort http_;
+    UnsupportedHardwareEventsPort hardwareEvents_;
     RecordedRegistry registry_;
     UnsupportedCostPort cost_;
     std::deque<Frame> frames_;
