@@ -22,6 +22,7 @@
 #include "HVKStatistics/categories/DataOrText.h"
 #include "HVKStatistics/categories/LowLevelCommonCryptor.h"
 #include "HVKStatistics/categories/StatisticsHash.h"
+#include "HVKStatistics/core/HVKStatisticsHardwareNotifier.h"
 #include "HVKStatistics/core/HVKStatisticsIOKitUtilities.h"
 #include "HVKStatistics/core/HVKStatisticsOSVersion.h"
 #include "HVKStatistics/core/HVKTryCatch.h"

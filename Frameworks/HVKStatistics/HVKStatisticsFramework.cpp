@@ -1,5 +1,6 @@
 #include "HVKStatistics/HVKStatisticsFramework.h"
 
+#include "HVKStatistics/core/HVKStatisticsHardwareNotifier.h"
 #include "HVKStatistics/core/HVKStatisticsOSVersion.h"
 
 namespace hvk {
@@ -22,7 +23,9 @@ HVKStatisticsFramework::HVKStatisticsFramework(Machine& machine)
       cpu_(std::make_shared<HVKStatisticsCPU>(machine)),
       memory_(std::make_shared<HVKStatisticsMemory>(machine)),
       load_(std::make_shared<HVKStatisticsLoad>(machine)),
-      uptime_(std::make_shared<HVKStatisticsUptime>(machine)) {}
+      uptime_(std::make_shared<HVKStatisticsUptime>(machine)) {
+    setHardwareNotifier(std::make_shared<HVKStatisticsHardwareNotifier>(machine));
+}
 
 HVKStatisticsFramework::~HVKStatisticsFramework() { setHardwareNotifier(nullptr); }
 

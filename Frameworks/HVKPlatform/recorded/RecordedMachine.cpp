@@ -41,7 +41,8 @@ RecordedMachine::RecordedMachine(double wallSeconds, double monotonicSeconds)
       processTable_(diagnostics_),
       bluetooth_(diagnostics_),
       registry_(tree_, diagnostics_),
-      queues_(clock_) {
+      queues_(clock_),
+      hardwareEvents_(tree_, queues_.main(), diagnostics_) {
     queues_.setEvents({[this]() -> std::optional<VirtualTime> {
                            if (frames_.empty()) return std::nullopt;
                            return frames_.front().due;
@@ -86,8 +87,8 @@ Result<std::unique_ptr<RecordedMachine>> RecordedMachine::fromFile(const std::st
 std::unique_ptr<RecordedMachine> RecordedMachine::read(const RecordingField& description) {
     const RecordingField schema = description.require("schema");
     if (schema.unsignedInteger() != Schema) schema.fault("should be 1, the only schema there is");
-    description.allowOnly(
-        {"schema", "name", "system", "processor", "memory", "load", "processes", "registry", "bluetooth", "frames"});
+    description.allowOnly({"schema", "name", "system", "processor", "memory", "load", "processes", "registry",
+                           "bluetooth", "interfaceAddresses", "frames"});
 
     const RecordingField frames = description.require("frames");
     if (frames.size() == 0) frames.fault("should hold at least one frame");
@@ -142,23 +143,26 @@ void RecordedMachine::readSections(const RecordingField& field, Answers& answers
     if (const auto section = field.find("load")) readLoad(*section, answers.load);
     if (const auto section = field.find("processes")) readProcessTable(*section, answers.processes);
     if (const auto section = field.find("bluetooth")) readBluetooth(*section, answers.bluetooth);
+    if (const auto section = field.find("interfaceAddresses")) readInterfaceAddresses(*section, answers.events);
 }
 
 void RecordedMachine::readFrame(const RecordingField& frame, Answers& answers, TreeRegistry& tree) {
-    frame.allowOnly(
-        {"time", "monotonic", "system", "processor", "memory", "load", "processes", "registry", "bluetooth"});
+    frame.allowOnly({"time", "monotonic", "system", "processor", "memory", "load", "processes", "registry", "bluetooth",
+                     "interfaceAddresses", "events"});
     if (const auto processor = frame.find("processor"); processor && processor->value().is_object())
         if (const auto architecture = processor->find("architecture"))
             architecture->fault("does not change; it belongs to the description");
     readSections(frame, answers);
+    answers.events.events.clear();
+    if (const auto events = frame.find("events")) readEvents(*events, answers.events);
     if (const auto registry = frame.find("registry")) changeRegistry(*registry, tree, answers.registry);
 }
 
 // Frames
 
 RecordedMachine::Answers RecordedMachine::answers() const {
-    return {system_.answers(),       processor_.answers(), memory_.answers(),  load_.answers(),
-            processTable_.answers(), bluetooth_.answers(), registry_.answers()};
+    return {system_.answers(),       processor_.answers(), memory_.answers(),   load_.answers(),
+            processTable_.answers(), bluetooth_.answers(), registry_.answers(), hardwareEvents_.answers()};
 }
 
 void RecordedMachine::setAnswers(Answers answers) {
@@ -169,6 +173,7 @@ void RecordedMachine::setAnswers(Answers answers) {
     processTable_.setAnswers(std::move(answers.processes));
     bluetooth_.setAnswers(std::move(answers.bluetooth));
     registry_.setAnswers(std::move(answers.registry));
+    hardwareEvents_.setAnswers(std::move(answers.events));
 }
 
 /// Applies a frame whole or, by the exception that it throws, not at all.
@@ -181,6 +186,7 @@ void RecordedMachine::apply(const RecordingField& frame) {
     // The tree is changed last, by changes that fit: all else was read by then.
     readFrame(frame, next, tree_);
     setAnswers(std::move(next));
+    hardwareEvents_.lookAtServices();
 }
 
 Status RecordedMachine::setFrame(const Value& content) {

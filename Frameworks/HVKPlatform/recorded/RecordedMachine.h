@@ -18,6 +18,7 @@
 #include "HVKBase/Export.h"
 #include "HVKPlatform/Machine.h"
 #include "HVKPlatform/recorded/Bluetooth.h"
+#include "HVKPlatform/recorded/HardwareEvents.h"
 #include "HVKPlatform/recorded/Load.h"
 #include "HVKPlatform/recorded/Memory.h"
 #include "HVKPlatform/recorded/ProcessTable.h"
@@ -81,6 +82,7 @@ public:
     RecordedLoad& recordedLoad() { return load_; }
     RecordedProcessTable& recordedProcessTable() { return processTable_; }
     RecordedBluetooth& recordedBluetooth() { return bluetooth_; }
+    RecordedHardwareEvents& recordedHardwareEvents() { return hardwareEvents_; }
 
     ClockPort& clock() override { return clock_; }
     SystemPort& system() override { return system_; }
@@ -117,6 +119,7 @@ private:
         ProcessTableAnswers processes;
         BluetoothAnswers bluetooth;
         RegistryAnswers registry;
+        HardwareEventAnswers events;
     };
 
     RecordedMachine(double wallSeconds, double monotonicSeconds);
@@ -148,11 +151,11 @@ private:
     UnsupportedHIDPort hid_;
     UnsupportedFilesPort files_;
     UnsupportedHTTPPort http_;
-    UnsupportedHardwareEventsPort hardwareEvents_;
     RecordedRegistry registry_;
     UnsupportedCostPort cost_;
     std::deque<Frame> frames_;
-    VirtualQueues queues_;  ///< destroyed first: work that never ran may hold handles of the tree
+    VirtualQueues queues_;  ///< destroyed early: work that never ran may hold handles of the tree
+    RecordedHardwareEvents hardwareEvents_;
 };
 
 }  // namespace hvk

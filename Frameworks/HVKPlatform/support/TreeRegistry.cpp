@@ -187,21 +187,51 @@ Result<RegistryHandle> TreeRegistry::matchingServices(const RegistryMatch& match
     if (match.kind == RegistryMatch::Kind::Dictionary && !match.dictionary.is_object())
         return Failure{FailureKind::Malformed, Source, "the matching dictionary is no dictionary"};
 
+    Handle iterator;
+    iterator.items = matchingNodes(match);
+    std::lock_guard lock(mutex_);
+    return addHandle(std::move(iterator));
+}
+
+std::vector<TreeRegistry::Node> TreeRegistry::matchingNodes(const RegistryMatch& match) const {
+    std::vector<Node> nodes;
+    if (match.kind == RegistryMatch::Kind::Dictionary && !match.dictionary.is_object()) return nodes;
     std::vector<std::pair<Node, SharedDescription>> candidates;
     {
         std::lock_guard lock(mutex_);
-        std::vector<Node> nodes;
-        nodes.reserve(entries_.size());
-        appendDescendants(entries_.at(RootNode), nodes);
-        candidates.reserve(nodes.size());
-        for (const Node node : nodes) candidates.emplace_back(node, entries_.at(node).description);
+        std::vector<Node> all;
+        all.reserve(entries_.size());
+        appendDescendants(entries_.at(RootNode), all);
+        candidates.reserve(all.size());
+        for (const Node node : all) candidates.emplace_back(node, entries_.at(node).description);
     }
-
-    Handle iterator;
     for (const auto& [node, description] : candidates)
-        if (matchesService(*description, match)) iterator.items.push_back(node);
+        if (matchesService(*description, match)) nodes.push_back(node);
+    return nodes;
+}
+
+RegistryHandle TreeRegistry::makeIterator(std::vector<Node> nodes) {
+    Handle iterator;
+    iterator.items = std::move(nodes);
     std::lock_guard lock(mutex_);
     return addHandle(std::move(iterator));
+}
+
+bool TreeRegistry::refill(RegistryHandle handle, std::vector<Node> nodes) {
+    std::lock_guard lock(mutex_);
+    Handle* const from = iterator(handle);
+    if (from == nullptr) return false;
+    from->items = std::move(nodes);
+    from->position = 0;
+    from->exhausted = false;
+    return true;
+}
+
+std::optional<bool> TreeRegistry::isExhausted(RegistryHandle handle) {
+    std::lock_guard lock(mutex_);
+    const Handle* const from = iterator(handle);
+    if (from == nullptr) return std::nullopt;
+    return from->exhausted;
 }
 
 Result<RegistryHandle> TreeRegistry::childIterator(RegistryHandle entry) {
@@ -231,12 +261,16 @@ RegistryHandle TreeRegistry::next(RegistryHandle handle) {
         // Map nodes do not move: `from` outlives the handle that is added here.
         if (found != entries_.end()) return ownEntry(found->first, found->second);
     }
+    from->exhausted = true;
     return 0;
 }
 
 void TreeRegistry::reset(RegistryHandle handle) {
     std::lock_guard lock(mutex_);
-    if (Handle* const from = iterator(handle)) from->position = 0;
+    if (Handle* const from = iterator(handle)) {
+        from->position = 0;
+        from->exhausted = false;
+    }
 }
 
 void TreeRegistry::appendDescendants(const Entry& entry, std::vector<Node>& nodes) const {

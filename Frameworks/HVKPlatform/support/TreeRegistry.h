@@ -73,6 +73,18 @@ public:
     /// The same entries with the same numbers and no handles: to try changes out.
     std::unique_ptr<TreeRegistry> copy() const;
 
+    /// The services that match, in the order of `matchingServices`; none for a question that makes no sense.
+    std::vector<Node> matchingNodes(const RegistryMatch& match) const;
+
+    /// An iterator over entries, owned by the caller.
+    RegistryHandle makeIterator(std::vector<Node> nodes);
+
+    /// Gives an iterator other entries, from the first; false when nobody holds it.
+    bool refill(RegistryHandle iterator, std::vector<Node> nodes);
+
+    /// Whether an iterator was walked to its end; nothing when nobody holds it.
+    std::optional<bool> isExhausted(RegistryHandle iterator);
+
     /// Handles that somebody holds, entries and iterators.
     std::size_t liveHandles() const;
 
@@ -125,6 +137,7 @@ private:
         Node entry = 0;           ///< 0 for an iterator
         std::vector<Node> items;  ///< of an iterator
         std::size_t position = 0;
+        bool exhausted = false;  ///< somebody was told that there is no more
     };
 
     /// An entry as it was when it was looked up.
