@@ -50,7 +50,7 @@ void drain(RegistryPort& registry, RegistryHandle iterator) {
 /// The state, kept apart so that what the system still calls can tell whether it is there.
 class HVKStatisticsHardwareNotifier::Core : public std::enable_shared_from_this<Core> {
 public:
-    explicit Core(Machine& machine) : machine(machine) {}
+    explicit Core(Machine& measured) : machine(measured) {}
 
     ~Core() { machine.registry().release(gpuIterator); }
 
@@ -83,18 +83,18 @@ public:
 
     void GPUChanged() {
         HVKLogInfo("Statistics: Gpus changed");
-        tell([](auto& delegate) { delegate.GPUChanged(); });
+        tell([](auto& told) { told.GPUChanged(); });
     }
 
     void SMARTChanged() {
         HVKLogInfo("Statistics: SMART changed");
-        tell([](auto& delegate) { delegate.SMARTChanged(); });
+        tell([](auto& told) { told.SMARTChanged(); });
     }
 
     void bluetoothChanged() {
         if (bluetoothStart > machine.clock().wallSeconds()) return;
         HVKLogInfo("Statistics: Bluetooth changed");
-        tell([](auto& delegate) { delegate.bluetoothChanged(); });
+        tell([](auto& told) { told.bluetoothChanged(); });
     }
 
     void deviceConnected() {
@@ -103,7 +103,7 @@ public:
     }
 
     void powerSourceChanged() {
-        tell([](auto& delegate) { delegate.powerSourceChanged(); });
+        tell([](auto& told) { told.powerSourceChanged(); });
     }
 
     void diskEvent(DiskEvent event, const Value& description) {
@@ -125,18 +125,18 @@ public:
         if (disksStart > machine.clock().wallSeconds()) return;
         if (isTrue(description, "DAVolumeNetwork")) {
             HVKLogInfo("Statistics: Network Disks changed");
-            tell([](auto& delegate) { delegate.networkDisksChanged(); });
+            tell([](auto& told) { told.networkDisksChanged(); });
         } else if (textOf(description, "DADeviceModel") == DiskImageModel) {
             HVKLogInfo("Statistics: Removable Disks changed");
-            tell([](auto& delegate) { delegate.removableDisksChanged(); });
+            tell([](auto& told) { told.removableDisksChanged(); });
         } else {
             HVKLogInfo("Statistics: Disks changed");
-            tell([](auto& delegate) { delegate.disksChanged(); });
+            tell([](auto& told) { told.disksChanged(); });
         }
     }
 
     void networkChanged(const std::vector<std::string>& keys) {
-        tell([keys](auto& delegate) { delegate.networkChanged(keys); });
+        tell([keys](auto& told) { told.networkChanged(keys); });
     }
 
     void networkTunnelChanged() {

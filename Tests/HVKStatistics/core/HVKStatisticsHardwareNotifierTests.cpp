@@ -86,11 +86,12 @@ protected:
 };
 
 TEST_F(HardwareNotifier, DisksAreSilentAtFirstAndSortedByKind) {
-    EXPECT_THAT(after(1, disk("appeared", {})), IsEmpty()) << "not started";
+    EXPECT_THAT(after(1, disk("appeared", Value::object())), IsEmpty()) << "not started";
     notifier_->startDisks();
     EXPECT_EQ(notifier_->disksStart(), machine_->clock().wallSeconds() + 5);
-    EXPECT_THAT(after(4.9, disk("appeared", {})), IsEmpty());
-    EXPECT_THAT(after(0.1, disk("appeared", {})), ElementsAre("disks")) << "the end itself is no longer silent";
+    EXPECT_THAT(after(4.9, disk("appeared", Value::object())), IsEmpty());
+    EXPECT_THAT(after(0.1, disk("appeared", Value::object())), ElementsAre("disks"))
+        << "the end itself is no longer silent";
 
     const struct {
         const char* event;
@@ -228,10 +229,10 @@ TEST_F(HardwareNotifier, OnlyAnAcceleratorThatLeavesIsTold) {
 TEST_F(HardwareNotifier, NobodyIsToldWhenNobodyListens) {
     notifier_->startDisks();
     machine_->advance(6);
-    turn(*machine_, 0, {{"events", Value::array({disk("appeared", {})})}});
+    turn(*machine_, 0, {{"events", Value::array({disk("appeared", Value::object())})}});
     notifier_->setDelegate(nullptr);
     machine_->advance(1);
-    turn(*machine_, 0, {{"events", Value::array({disk("appeared", {})})}});
+    turn(*machine_, 0, {{"events", Value::array({disk("appeared", Value::object())})}});
     notifier_.reset();
     machine_->advance(1);
     EXPECT_THAT(delegate_.take(), IsEmpty());
