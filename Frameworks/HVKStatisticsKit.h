@@ -6,6 +6,7 @@
 #pragma once
 
 #include "HVKBase/Export.h"
+#include "HVKBase/Resources.h"
 #include "HVKLogger/DDLog.h"
 #include "HVKPlatform/LiveMachine.h"
 #include "HVKPlatform/Machine.h"
