@@ -4,6 +4,8 @@
 #include "HVKPlatform/darwin/Bluetooth.h"
 #include "HVKPlatform/darwin/Clock.h"
 #include "HVKPlatform/darwin/Cost.h"
+#include "HVKPlatform/darwin/Files.h"
+#include "HVKPlatform/darwin/HTTP.h"
 #include "HVKPlatform/darwin/HostPort.h"
 #include "HVKPlatform/darwin/Load.h"
 #include "HVKPlatform/darwin/Memory.h"
@@ -19,6 +21,9 @@ namespace {
 
 class DarwinMachine : public Machine {
 public:
+    // An answer is handed to the queues: none comes any more when they end.
+    ~DarwinMachine() override { http_.stop(); }
+
     ClockPort& clock() override { return clock_; }
     SystemPort& system() override { return system_; }
     ProcessorPort& processor() override { return processor_; }
@@ -48,8 +53,8 @@ private:
     DarwinBluetoothPort bluetooth_{diagnostics_};
     UnsupportedUserClientPort userClients_;
     UnsupportedHIDPort hid_;
-    UnsupportedFilesPort files_;
-    UnsupportedHTTPPort http_;
+    DarwinFilesPort files_{diagnostics_};
+    DarwinHTTPPort http_{diagnostics_};
     DarwinCostPort cost_{diagnostics_};
     // Last, so destroyed first: no work runs while the ports that it uses go.
     DarwinQueuesPort queues_;

@@ -11,6 +11,11 @@ LinuxMachine::LinuxMachine(const std::string& root)
       memory_(root_, system_.pageSize().valueOr(4096), clock_, diagnostics_),
       load_(root_, diagnostics_),
       processTable_(root_, system_.ticksPerSecond().valueOr(100), system_.pageSize().valueOr(4096), diagnostics_),
-      registry_(topology_) {}
+      registry_(topology_),
+      files_(root_, diagnostics_),
+      http_(root_, diagnostics_) {}
+
+// An answer is handed to the queues: none comes any more when they end.
+LinuxMachine::~LinuxMachine() { http_.stop(); }
 
 }  // namespace hvk

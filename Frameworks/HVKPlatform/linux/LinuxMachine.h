@@ -5,6 +5,8 @@
 #include "HVKPlatform/linux/Bluetooth.h"
 #include "HVKPlatform/linux/Clock.h"
 #include "HVKPlatform/linux/Cost.h"
+#include "HVKPlatform/linux/Files.h"
+#include "HVKPlatform/linux/HTTP.h"
 #include "HVKPlatform/linux/LinuxRoot.h"
 #include "HVKPlatform/linux/Load.h"
 #include "HVKPlatform/linux/Memory.h"
@@ -21,6 +23,7 @@ namespace hvk {
 class LinuxMachine : public Machine {
 public:
     explicit LinuxMachine(const std::string& root = "/");
+    ~LinuxMachine() override;
     ClockPort& clock() override { return clock_; }
     SystemPort& system() override { return system_; }
     ProcessorPort& processor() override { return processor_; }
@@ -51,8 +54,8 @@ private:
     LinuxBluetoothPort bluetooth_;
     UnsupportedUserClientPort userClients_;
     UnsupportedHIDPort hid_;
-    UnsupportedFilesPort files_;
-    UnsupportedHTTPPort http_;
+    LinuxFilesPort files_;
+    CurlHTTPPort http_;
     LinuxCostPort cost_;
     AsioQueuesPort queues_;  ///< last, so that its threads end before what they use
 };

@@ -18,6 +18,8 @@
 #include "HVKBase/Export.h"
 #include "HVKPlatform/Machine.h"
 #include "HVKPlatform/recorded/Bluetooth.h"
+#include "HVKPlatform/recorded/Files.h"
+#include "HVKPlatform/recorded/HTTP.h"
 #include "HVKPlatform/recorded/Load.h"
 #include "HVKPlatform/recorded/Memory.h"
 #include "HVKPlatform/recorded/ProcessTable.h"
@@ -81,6 +83,8 @@ public:
     RecordedLoad& recordedLoad() { return load_; }
     RecordedProcessTable& recordedProcessTable() { return processTable_; }
     RecordedBluetooth& recordedBluetooth() { return bluetooth_; }
+    RecordedFiles& recordedFiles() { return files_; }
+    RecordedHTTP& recordedHTTP() { return http_; }
 
     ClockPort& clock() override { return clock_; }
     SystemPort& system() override { return system_; }
@@ -116,6 +120,8 @@ private:
         ProcessTableAnswers processes;
         BluetoothAnswers bluetooth;
         RegistryAnswers registry;
+        FilesAnswers files;
+        HTTPAnswers http;
     };
 
     RecordedMachine(double wallSeconds, double monotonicSeconds);
@@ -145,8 +151,8 @@ private:
     RecordedBluetooth bluetooth_;
     UnsupportedUserClientPort userClients_;
     UnsupportedHIDPort hid_;
-    UnsupportedFilesPort files_;
-    UnsupportedHTTPPort http_;
+    RecordedFiles files_;
+    RecordedHTTP http_;
     RecordedRegistry registry_;
     UnsupportedCostPort cost_;
     std::deque<Frame> frames_;

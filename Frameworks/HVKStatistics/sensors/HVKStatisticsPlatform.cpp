@@ -208,10 +208,10 @@ void HVKStatisticsPlatform::update(Recipe& recipe, Completion completion) {
     Queue& main = machine_.queues().main();
     machine_.http().send(std::move(message), [this, &main, &recipe, completion = std::move(completion),
                                               alive = std::weak_ptr(alive_)](Result<HTTPAnswer> answer) mutable {
-        main.async([this, &recipe, completion = std::move(completion), alive = std::move(alive),
-                    answer = std::move(answer)] {
-            if (!alive.expired()) takeIn(recipe, answer, completion);
-        });
+        main.async(
+            [this, &recipe, completion = std::move(completion), alive = std::move(alive), answer = std::move(answer)] {
+                if (!alive.expired()) takeIn(recipe, answer, completion);
+            });
     });
 }
 
@@ -232,7 +232,7 @@ void HVKStatisticsPlatform::takeIn(Recipe& recipe, const Result<HTTPAnswer>& ans
     // The handler or the completion may end this object.
     const std::weak_ptr alive(alive_);
     const auto& handler = &recipe == &model_ ? platformHandler : globalPlatformHandler;
-    if (handler) std::function<void()>(handler)();
+    if (const std::function<void()> call = handler) call();
     if (alive.expired()) return;
     keep(recipe, answer->body);
     if (completion) completion(true);
