@@ -7,6 +7,9 @@
 
 #include "HVKBase/Export.h"
 #include "HVKBase/Resources.h"
+#include "HVKLocalization/HVKLocalizedString.h"
+#include "HVKLocalization/LocalizedBundle.h"
+#include "HVKLocalization/StringTable.h"
 #include "HVKLogger/DDLog.h"
 #include "HVKPlatform/LiveMachine.h"
 #include "HVKPlatform/Machine.h"
@@ -27,3 +30,7 @@
 #include "HVKStatistics/core/HVKStatisticsOSVersion.h"
 #include "HVKStatistics/core/HVKTryCatch.h"
 #include "HVKStatistics/core/StatisticsAverage.h"
+#include "HVKStatistics/core/StatisticsBundle.h"
+#include "HVKStatistics/sensors/SensorCatalogue.h"
+#include "HVKStatistics/sensors/SensorGroup.h"
+#include "HVKStatistics/sensors/StatisticsSensorItem.h"
