@@ -26,3 +26,4 @@
 #include "HVKStatistics/core/HVKStatisticsOSVersion.h"
 #include "HVKStatistics/core/HVKTryCatch.h"
 #include "HVKStatistics/core/StatisticsAverage.h"
+#include "HVKStatistics/sensors/SMC.h"
