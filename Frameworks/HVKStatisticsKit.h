@@ -27,3 +27,4 @@
 #include "HVKStatistics/core/HVKTryCatch.h"
 #include "HVKStatistics/core/StatisticsAverage.h"
 #include "HVKStatistics/sensors/SMC.h"
+#include "HVKStatistics/sensors/SMCSensors.h"
