@@ -18,12 +18,14 @@
 #include "HVKBase/Export.h"
 #include "HVKPlatform/Machine.h"
 #include "HVKPlatform/recorded/Bluetooth.h"
+#include "HVKPlatform/recorded/HID.h"
 #include "HVKPlatform/recorded/Load.h"
 #include "HVKPlatform/recorded/Memory.h"
 #include "HVKPlatform/recorded/ProcessTable.h"
 #include "HVKPlatform/recorded/Processor.h"
 #include "HVKPlatform/recorded/Registry.h"
 #include "HVKPlatform/recorded/System.h"
+#include "HVKPlatform/recorded/UserClient.h"
 #include "HVKPlatform/recorded/VirtualClock.h"
 #include "HVKPlatform/recorded/VirtualQueues.h"
 
@@ -81,6 +83,8 @@ public:
     RecordedLoad& recordedLoad() { return load_; }
     RecordedProcessTable& recordedProcessTable() { return processTable_; }
     RecordedBluetooth& recordedBluetooth() { return bluetooth_; }
+    RecordedUserClient& recordedUserClients() { return userClients_; }
+    RecordedHID& recordedHID() { return hid_; }
 
     ClockPort& clock() override { return clock_; }
     SystemPort& system() override { return system_; }
@@ -115,6 +119,8 @@ private:
         LoadAnswers load;
         ProcessTableAnswers processes;
         BluetoothAnswers bluetooth;
+        UserClientAnswers controller;
+        HIDAnswers hid;
         RegistryAnswers registry;
     };
 
@@ -143,8 +149,8 @@ private:
     RecordedLoad load_;
     RecordedProcessTable processTable_;
     RecordedBluetooth bluetooth_;
-    UnsupportedUserClientPort userClients_;
-    UnsupportedHIDPort hid_;
+    RecordedUserClient userClients_;
+    RecordedHID hid_;
     UnsupportedFilesPort files_;
     UnsupportedHTTPPort http_;
     RecordedRegistry registry_;
