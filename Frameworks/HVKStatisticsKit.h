@@ -34,6 +34,8 @@
 #include "HVKStatistics/core/StatisticsBundle.h"
 #include "HVKStatistics/sensors/HVKStatisticsPlatform.h"
 #include "HVKStatistics/sensors/RecipeFile.h"
+#include "HVKStatistics/sensors/SMC.h"
+#include "HVKStatistics/sensors/SMCSensors.h"
 #include "HVKStatistics/sensors/SensorCatalogue.h"
 #include "HVKStatistics/sensors/SensorGroup.h"
 #include "HVKStatistics/sensors/StatisticsSensorItem.h"

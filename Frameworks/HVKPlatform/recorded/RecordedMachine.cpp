@@ -42,6 +42,8 @@ RecordedMachine::RecordedMachine(double wallSeconds, double monotonicSeconds)
       bluetooth_(diagnostics_),
       files_(diagnostics_),
       http_(queues_, diagnostics_),
+      userClients_(diagnostics_),
+      hid_(diagnostics_),
       registry_(tree_, diagnostics_),
       queues_(clock_) {
     queues_.setEvents({[this]() -> std::optional<VirtualTime> {
@@ -89,7 +91,7 @@ std::unique_ptr<RecordedMachine> RecordedMachine::read(const RecordingField& des
     const RecordingField schema = description.require("schema");
     if (schema.unsignedInteger() != Schema) schema.fault("should be 1, the only schema there is");
     description.allowOnly({"schema", "name", "system", "processor", "memory", "load", "processes", "registry",
-                           "bluetooth", "files", "http", "frames"});
+                           "bluetooth", "controller", "hid", "files", "http", "frames"});
 
     const RecordingField frames = description.require("frames");
     if (frames.size() == 0) frames.fault("should hold at least one frame");
@@ -146,11 +148,13 @@ void RecordedMachine::readSections(const RecordingField& field, Answers& answers
     if (const auto section = field.find("bluetooth")) readBluetooth(*section, answers.bluetooth);
     if (const auto section = field.find("files")) readFiles(*section, answers.files);
     if (const auto section = field.find("http")) readHTTP(*section, answers.http);
+    if (const auto section = field.find("controller")) readUserClient(*section, answers.controller);
+    if (const auto section = field.find("hid")) readHID(*section, answers.hid);
 }
 
 void RecordedMachine::readFrame(const RecordingField& frame, Answers& answers, TreeRegistry& tree) {
     frame.allowOnly({"time", "monotonic", "system", "processor", "memory", "load", "processes", "registry", "bluetooth",
-                     "files", "http"});
+                     "controller", "hid", "files", "http"});
     if (const auto processor = frame.find("processor"); processor && processor->value().is_object())
         if (const auto architecture = processor->find("architecture"))
             architecture->fault("does not change; it belongs to the description");
@@ -161,8 +165,9 @@ void RecordedMachine::readFrame(const RecordingField& frame, Answers& answers, T
 // Frames
 
 RecordedMachine::Answers RecordedMachine::answers() const {
-    return {system_.answers(),    processor_.answers(), memory_.answers(), load_.answers(), processTable_.answers(),
-            bluetooth_.answers(), registry_.answers(),  files_.answers(),  http_.answers()};
+    return {system_.answers(),       processor_.answers(), memory_.answers(),      load_.answers(),
+            processTable_.answers(), bluetooth_.answers(), userClients_.answers(), hid_.answers(),
+            registry_.answers(),     files_.answers(),     http_.answers()};
 }
 
 void RecordedMachine::setAnswers(Answers answers) {
@@ -172,6 +177,8 @@ void RecordedMachine::setAnswers(Answers answers) {
     load_.setAnswers(std::move(answers.load));
     processTable_.setAnswers(std::move(answers.processes));
     bluetooth_.setAnswers(std::move(answers.bluetooth));
+    userClients_.setAnswers(std::move(answers.controller));
+    hid_.setAnswers(std::move(answers.hid));
     registry_.setAnswers(std::move(answers.registry));
     files_.setAnswers(std::move(answers.files));
     http_.setAnswers(std::move(answers.http));

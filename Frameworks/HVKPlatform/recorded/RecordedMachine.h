@@ -19,6 +19,7 @@
 #include "HVKPlatform/Machine.h"
 #include "HVKPlatform/recorded/Bluetooth.h"
 #include "HVKPlatform/recorded/Files.h"
+#include "HVKPlatform/recorded/HID.h"
 #include "HVKPlatform/recorded/HTTP.h"
 #include "HVKPlatform/recorded/Load.h"
 #include "HVKPlatform/recorded/Memory.h"
@@ -26,6 +27,7 @@
 #include "HVKPlatform/recorded/Processor.h"
 #include "HVKPlatform/recorded/Registry.h"
 #include "HVKPlatform/recorded/System.h"
+#include "HVKPlatform/recorded/UserClient.h"
 #include "HVKPlatform/recorded/VirtualClock.h"
 #include "HVKPlatform/recorded/VirtualQueues.h"
 
@@ -85,6 +87,8 @@ public:
     RecordedBluetooth& recordedBluetooth() { return bluetooth_; }
     RecordedFiles& recordedFiles() { return files_; }
     RecordedHTTP& recordedHTTP() { return http_; }
+    RecordedUserClient& recordedUserClients() { return userClients_; }
+    RecordedHID& recordedHID() { return hid_; }
 
     ClockPort& clock() override { return clock_; }
     SystemPort& system() override { return system_; }
@@ -119,6 +123,8 @@ private:
         LoadAnswers load;
         ProcessTableAnswers processes;
         BluetoothAnswers bluetooth;
+        UserClientAnswers controller;
+        HIDAnswers hid;
         RegistryAnswers registry;
         FilesAnswers files;
         HTTPAnswers http;
@@ -149,8 +155,8 @@ private:
     RecordedLoad load_;
     RecordedProcessTable processTable_;
     RecordedBluetooth bluetooth_;
-    UnsupportedUserClientPort userClients_;
-    UnsupportedHIDPort hid_;
+    RecordedUserClient userClients_;
+    RecordedHID hid_;
     RecordedFiles files_;
     RecordedHTTP http_;
     RecordedRegistry registry_;
