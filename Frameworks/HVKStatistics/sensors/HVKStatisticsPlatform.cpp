@@ -1,11 +1,8 @@
 #include "HVKStatistics/sensors/HVKStatisticsPlatform.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <limits>
 #include <string_view>
 #include <utility>
 
@@ -15,6 +12,7 @@
 #include "HVKStatistics/core/HVKStatisticsIOKitUtilities.h"
 #include "HVKStatistics/core/HVKStatisticsOSVersion.h"
 #include "HVKStatistics/sensors/RecipeFile.h"
+#include "HVKStatistics/sensors/RecipeValue.h"
 
 namespace hvk {
 
@@ -27,27 +25,7 @@ constexpr const char* Extension = ".recipe";
 constexpr const char* GlobalName = "global";
 
 /// The version that a recipe claims; 0 for none, for no recipe and for what is no number.
-std::int64_t versionOf(const Value& recipe) {
-    if (!recipe.is_object()) return 0;
-    const auto found = recipe.find("version");
-    if (found == recipe.end()) return 0;
-    if (found->is_number_unsigned()) {
-        constexpr std::uint64_t Largest = std::numeric_limits<std::int64_t>::max();
-        return static_cast<std::int64_t>(std::min(found->get<std::uint64_t>(), Largest));
-    }
-    if (found->is_number_integer()) return found->get<std::int64_t>();
-    if (found->is_number_float()) {
-        const double number = found->get<double>();
-        return std::abs(number) < 9e18 ? static_cast<std::int64_t>(number) : 0;
-    }
-    if (found->is_boolean()) return found->get<bool>() ? 1 : 0;
-    std::int64_t number = 0;
-    if (found->is_string()) {
-        const std::string& text = found->get_ref<const std::string&>();
-        std::from_chars(text.data(), text.data() + text.size(), number);
-    }
-    return number;
-}
+std::int64_t versionOf(const Value& recipe) { return recipeInteger(recipeEntry(recipe, "version")); }
 
 /// The name of a recipe's file; no name leads out of the folder.
 std::string fileName(std::string name) {

@@ -2,9 +2,9 @@
 // what sensors it has, and the global one.
 //
 // Each comes from two places, and the higher version wins: built in with the framework (real files of the installation,
-// read as such even when a recorded machine is measured), and downloaded into the user's own files (asked of the machine,
-// so that a recorded one has its own). It does not know what a recipe says but for its "version"; loading one belongs to
-// the modules.
+// read as such even when a recorded machine is measured), and downloaded into the user's own files (asked of the
+// machine, so that a recorded one has its own). It does not know what a recipe says but for its "version"; loading one
+// belongs to the modules.
 //
 //     HVKStatisticsPlatform platform(machine);
 //     platform.loadPlatform();
@@ -90,10 +90,10 @@ public:
     void loadSimulatedPlatform(const std::string& name);
 
     /// Asks the server for a newer recipe of the model and returns at once. An answer that decodes and has a version,
-    /// whatever version and whatever HTTP status, is put in force, announced by the handler and kept on disk as it came;
-    /// the completion, which may be empty, is told true. Otherwise it is told false and nothing changes. It is called on
-    /// the main queue, 120 s later at most; at once when nothing can be sent, and never when this object is gone by
-    /// then. A disk that refuses the file is noted in the diagnostics and the log.
+    /// whatever version and whatever HTTP status, is put in force, announced by the handler and kept on disk as it
+    /// came; the completion, which may be empty, is told true. Otherwise it is told false and nothing changes. It is
+    /// called on the main queue, 120 s later at most; at once when nothing can be sent, and never when this object is
+    /// gone by then. A disk that refuses the file is noted in the diagnostics and the log.
     void updatePlatform(Completion completion);
 
     /// The same for the global recipe.

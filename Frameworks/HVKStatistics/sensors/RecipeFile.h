@@ -1,7 +1,7 @@
 // RecipeFile.h - the form of a recipe file: a JSON dictionary, enciphered and taken apart.
 //
-// A file of L bytes holds N = L - 55 bytes of cipher text: the first half, eight bytes of filler, the second half, and a
-// tail of 47 bytes. Joined and reversed, they are AES with PKCS #7 padding under a fixed key: it keeps a recipe from
+// A file of L bytes holds N = L - 55 bytes of cipher text: the first half, eight bytes of filler, the second half, and
+// a tail of 47 bytes. Joined and reversed, they are AES with PKCS #7 padding under a fixed key: it keeps a recipe from
 // being edited by accident, not from being read. Filler and tail mean nothing and are never looked at.
 //
 // What a recipe says belongs to the loader, what may be in one to RecipeCheck. Thread: any.
