@@ -41,6 +41,22 @@ public:
     void setChanged(bool changed) override { this->note(changed ? "changed" : "unchanged"); }
 };
 
+class NotedGPU : public NotedChangeable<StatisticsGPURole> {
+public:
+    using NotedChangeable::NotedChangeable;
+    void loadFromPlatform(const Value& recipe) override { note("load " + recipe.dump()); }
+};
+
+class NotedSensors : public HVKStatisticsSensors {
+public:
+    NotedSensors(Machine& machine, Log& log) : HVKStatisticsSensors(machine), log_(log) {}
+    void setDemo(bool demo) override { log_.push_back(demo ? "Sensors demo" : "Sensors no demo"); }
+    void loadFromPlatform(const Value& recipe) override { log_.push_back("Sensors load " + recipe.dump()); }
+
+private:
+    Log& log_;
+};
+
 class NotedDisks : public NotedChangeable<StatisticsDisksRole> {
 public:
     using NotedChangeable::NotedChangeable;
@@ -61,6 +77,7 @@ class NotedBluetooth : public StatisticsBluetoothRole {
 public:
     explicit NotedBluetooth(Log& log) : log_(log) {}
     void setBluetoothChanged(bool) override { log_.push_back("Bluetooth changed"); }
+    void loadFromGlobalPlatform(const Value& recipe) override { log_.push_back("Bluetooth load " + recipe.dump()); }
     void setOnBluetoothAuthorizationChanged(std::function<void()> block) override { authorized = std::move(block); }
     void setOnDeviceDisconnected(std::function<void()> block) override { disconnected = std::move(block); }
     std::function<void()> authorized;
@@ -91,13 +108,13 @@ private:
 /// A framework in which every place is taken by a stand-in.
 struct Stage {
     explicit Stage(const Value& answers = Value::object()) : machine(writtenMachine(answers)), framework(*machine) {
-        framework.setGPU(std::make_shared<NotedChangeable<StatisticsChangeableRole>>("GPU", log));
+        framework.setGPU(std::make_shared<NotedGPU>("GPU", log));
         framework.setSMART(std::make_shared<NotedChangeable<StatisticsChangeableRole>>("SMART", log));
         framework.setDisks(std::make_shared<NotedDisks>("Disks", log));
         framework.setNetwork(network);
         framework.setBluetooth(bluetooth);
         framework.setHardwareNotifier(notifier);
-        framework.setSensors(std::make_shared<NotedModule>("Sensors", log));
+        framework.setSensors(std::make_shared<NotedSensors>(*machine, log));
         framework.setBattery(std::make_shared<NotedModule>("Battery", log));
         framework.setPackets(std::make_shared<NotedModule>("Packets", log));
         framework.setProcesses(std::make_shared<NotedModule>("Processes", log));
