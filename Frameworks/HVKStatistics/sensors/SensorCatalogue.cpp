@@ -234,7 +234,7 @@ SensorList SensorCatalogue::fans() const {
 
 Value SensorCatalogue::stats() const {
     Value stats = Value::array();
-    for (const Sensor& sensor : sensors_) stats.push_back(sensorValue(*sensor));
+    for (const Sensor& sensor : sensors_) stats.push_back(sensor->stats());
     return stats;
 }
 
@@ -311,7 +311,7 @@ std::string SensorCatalogue::filterKeyForGroup(std::string_view groupKey) {
 
 Value SensorCatalogue::valueForGroup(const SensorGroup& group) const {
     Value sensors = Value::array();
-    for (const Sensor& sensor : group.sensors) sensors.push_back(sensorValue(*sensor));
+    for (const Sensor& sensor : group.sensors) sensors.push_back(sensor->stats());
     Value value = {{"identifier", group.identifier},
                    {"key", group.key},
                    {"type", group.type},

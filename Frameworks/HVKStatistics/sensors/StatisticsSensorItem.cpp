@@ -5,7 +5,6 @@
 #include <algorithm>
 
 #include "HVKStatistics/core/StatisticsAverage.h"
-#include "HVKStatistics/sensors/SensorGroup.h"
 
 namespace hvk {
 
@@ -51,8 +50,6 @@ std::string StatisticsSensorItem::description() const {
     return fmt::format("key - {}, name - {}, value - {:.2f}", key, name, value.load());
 }
 
-Value sensorValue(const StatisticsSensorItem& item) {
-    return {{"key", item.key}, {"name", item.name}, {"value", item.value.load()}};
-}
+Value StatisticsSensorItem::stats() const { return {{"key", key}, {"name", name}, {"value", value.load()}}; }
 
 }  // namespace hvk
