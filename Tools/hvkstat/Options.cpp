@@ -323,7 +323,8 @@ std::optional<Exit> checkHistory(const CLI::App& history, const RawOptions& raw,
 std::optional<Exit> checkRecipe(const RawOptions& raw, Options& options) {
     std::vector<std::string> known;
     for (const RecipeActionRow& row : recipeActions()) known.emplace_back(row.name);
-    if (raw.recipeAction.empty()) return usageError(fmt::format("recipe: ACTION is missing; it is one of {}", join(known)));
+    if (raw.recipeAction.empty())
+        return usageError(fmt::format("recipe: ACTION is missing; it is one of {}", join(known)));
     const auto row = std::find_if(recipeActions().begin(), recipeActions().end(),
                                   [&](const RecipeActionRow& one) { return one.name == raw.recipeAction; });
     if (row == recipeActions().end()) {
@@ -336,7 +337,8 @@ std::optional<Exit> checkRecipe(const RawOptions& raw, Options& options) {
     if (files.size() < row->files.size())
         return usageError(fmt::format("recipe {}: {} is missing", row->name, row->files[files.size()]));
     if (files.size() > row->files.size())
-        return usageError(fmt::format("'{}' is one word too many for 'recipe {}'", files[row->files.size()], row->name));
+        return usageError(
+            fmt::format("'{}' is one word too many for 'recipe {}'", files[row->files.size()], row->name));
     for (std::size_t index = 0; index < files.size(); ++index)
         if (files[index].empty())
             return usageError(fmt::format("recipe {}: {}: the name is empty", row->name, row->files[index]));
