@@ -86,11 +86,21 @@ TEST_F(Platform, TheDownloadedRecipeWinsOnlyWithAHigherVersion) {
         Value inForce;
         std::vector<std::string> log;
     } cases[] = {
-        {"equal", five, recipeFile({{"version", 5}, {"from", "server"}}), "built in", {"Statistics: Bundled platform exists"}},
-        {"higher", five, recipeFile({{"version", 6}, {"from", "server"}}), "server",
+        {"equal",
+         five,
+         recipeFile({{"version", 5}, {"from", "server"}}),
+         "built in",
+         {"Statistics: Bundled platform exists"}},
+        {"higher",
+         five,
+         recipeFile({{"version", 6}, {"from", "server"}}),
+         "server",
          {"Statistics: Bundled platform exists", "Statistics: Recipe platform exists"}},
         {"broken download", five, "no recipe", "built in", {"Statistics: Bundled platform exists"}},
-        {"broken built-in", "no recipe", recipeFile({{"version", 1}, {"from", "server"}}), "server",
+        {"broken built-in",
+         "no recipe",
+         recipeFile({{"version", 1}, {"from", "server"}}),
+         "server",
          {"Statistics: Recipe platform exists"}},
         {"version 0 is none", "", recipeFile({{"version", 0}, {"from", "server"}}), nullptr, {}},
         {"neither", "", "", nullptr, {}},
@@ -139,8 +149,10 @@ TEST_F(Platform, AModelIsNamedByTheMachine) {
     EXPECT_EQ(*machine->files().names(Support + std::string("/Corvane 7")), std::vector<std::string>{"Platform"});
     make({{"registry", {{"children", {{{"name", "smc"}, {"classes", {"FakeSMC"}}}}}}}});
     EXPECT_EQ(platform->modelIdentifier(), "FauxMac");
-    for (const auto& [name, identifier] : std::vector<std::pair<std::string, std::optional<std::string>>>{
-             {std::string(127, 'x'), std::string(127, 'x')}, {std::string(128, 'x'), std::nullopt}, {"M\xC3\xA4c", std::nullopt}}) {
+    for (const auto& [name, identifier] :
+         std::vector<std::pair<std::string, std::optional<std::string>>>{{std::string(127, 'x'), std::string(127, 'x')},
+                                                                         {std::string(128, 'x'), std::nullopt},
+                                                                         {"M\xC3\xA4c", std::nullopt}}) {
         make({{"system", {{"modelName", name}}}});
         EXPECT_EQ(platform->modelIdentifier(), identifier);
         EXPECT_EQ(platform->path().has_value(), identifier.has_value());

@@ -61,7 +61,8 @@ TEST(RecipeFile, TheSmallestFileHasItsOneByteBehindTheFiller) {
 }
 
 TEST(RecipeFile, RefusesWhatIsNoDictionary) {
-    for (const char* text : {"[1]", "7", "\"text\"", "", "{\"a\": }", "{\"a\": 1e999}", "{\"a\": 1} x", "{\"a\": \"\xFF\"}"})
+    for (const char* text :
+         {"[1]", "7", "\"text\"", "", "{\"a\": }", "{\"a\": 1e999}", "{\"a\": 1} x", "{\"a\": \"\xFF\"}"})
         EXPECT_TRUE(read(fileOf(text)).is_null()) << text;
     std::string deep = "{\"a\": ";
     for (int level = 0; level < 100'000; ++level) deep += '[';
@@ -91,7 +92,8 @@ TEST(RecipeFile, AnotherProgramCanReadAndWriteOne) {
 
     // The recipes of the build were enciphered by openssl: they are, byte for byte, what this library makes.
     int compared = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(HVK_SOURCE_DIR "/Frameworks/HVKStatistics/resources/recipes")) {
+    for (const auto& entry :
+         std::filesystem::directory_iterator(HVK_SOURCE_DIR "/Frameworks/HVKStatistics/resources/recipes")) {
         const DataBuffer made = fileOf(contentOf(entry.path()));
         const std::string built = contentOf(resourceDirectory() + "/" + entry.path().stem().string() + ".recipe");
         EXPECT_EQ(std::string(made.begin(), made.end()), built) << entry.path();
@@ -101,7 +103,8 @@ TEST(RecipeFile, AnotherProgramCanReadAndWriteOne) {
 }
 
 TEST(NumericOrder, CountsAsAPersonDoes) {
-    const char* ordered[] = {"", "9", "10", "Mac2,1", "Mac2,10", "Mac10,1", "MacBook", "MacBook1", "Macmini8,1", "global"};
+    const char* ordered[] = {"",        "9",       "10",       "Mac2,1",     "Mac2,10",
+                             "Mac10,1", "MacBook", "MacBook1", "Macmini8,1", "global"};
     for (std::size_t left = 0; left < std::size(ordered); ++left)
         for (std::size_t right = 0; right < std::size(ordered); ++right)
             EXPECT_EQ(comesBeforeByNumber(ordered[left], ordered[right]), left < right)
