@@ -6,6 +6,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "HVKBase/Resources.h"
+#include "HVKStatistics/sensors/RecipeFile.h"
+#include "support/Hexadecimal.h"
+#include "support/SavedTree.h"
 #include "support/WrittenMachine.h"
 
 namespace hvk {
@@ -142,6 +146,42 @@ TEST(Framework, DemoModeReachesTheModulesInOrder) {
     stage.framework.setDemo(false);
     EXPECT_FALSE(stage.framework.CPU()->demo());
     EXPECT_EQ(stage.taken().front(), "GPU no demo");
+}
+
+TEST(Framework, RecipesReachTheModulesThatUseThem) {
+    test::SavedTree resources;
+    setResourceDirectory(resources.root());
+    Stage none({{"system", {{"modelName", "Example13,1"}}}});
+    EXPECT_FALSE(none.framework.isPlatformSupported());
+    none.framework.loadPlatform();
+    none.framework.loadGlobalPlatform();
+    EXPECT_THAT(none.taken(), ElementsAre("Sensors load null", "GPU load null", "Bluetooth load null"));
+
+    const auto file = *encodeRecipe(R"({"version":1})");
+    const std::string content(file.begin(), file.end());
+    resources.write("/Example13,1.recipe", content).write("/global.recipe", content);
+    const std::string address = "https://recipes.example/corvane7/platforms/";
+    const auto newer = *encodeRecipe(R"({"version":2})");
+    Stage stage(
+        {{"system", {{"modelName", "Example13,1"}}},
+         {"http", {{"answers", {{address, {{"status", 200}, {"body", {{"$data", test::hexadecimal(newer)}}}}}}}}}});
+    EXPECT_TRUE(stage.framework.isPlatformSupported());
+    stage.framework.loadPlatform();
+    stage.framework.loadGlobalPlatform();
+    EXPECT_THAT(stage.taken(), ElementsAre("Sensors load {\"version\":1}", "GPU load {\"version\":1}",
+                                           "Bluetooth load {\"version\":1}"));
+
+    std::vector<bool> told;
+    stage.framework.Platform().setServer("https://recipes.example");
+    stage.framework.updatePlatform([&](bool updated) { told.push_back(updated); });
+    stage.framework.updateGlobalPlatform([&](bool updated) { told.push_back(updated); });
+    stage.framework.updateGlobalPlatform({});
+    stage.machine->advance(1);
+    EXPECT_THAT(told, ElementsAre(true, false));
+    EXPECT_THAT(stage.taken(), IsEmpty()) << "it takes effect with the next load";
+    stage.framework.loadPlatform();
+    EXPECT_EQ(stage.taken().front(), "Sensors load {\"version\":2}");
+    setResourceDirectory("");
 }
 
 TEST(Framework, NotificationsStartInOrderAndBluetoothWithPermission) {

@@ -152,7 +152,9 @@ TEST_F(Platform, AModelIsNamedByTheMachine) {
     for (const auto& [name, identifier] :
          std::vector<std::pair<std::string, std::optional<std::string>>>{{std::string(127, 'x'), std::string(127, 'x')},
                                                                          {std::string(128, 'x'), std::nullopt},
-                                                                         {"M\xC3\xA4c", std::nullopt}}) {
+                                                                         {"M\xC3\xA4"
+                                                                          "c",
+                                                                          std::nullopt}}) {
         make({{"system", {{"modelName", name}}}});
         EXPECT_EQ(platform->modelIdentifier(), identifier);
         EXPECT_EQ(platform->path().has_value(), identifier.has_value());
@@ -236,7 +238,7 @@ TEST_F(Platform, ARequestSaysWhatTheMachineIs) {
 
 TEST_F(Platform, ADiskThatRefusesTheFileDoesNotRefuseTheRecipe) {
     make({{"http", {{"answers", {{ModelAddress, {{"status", 200}, {"body", data(recipeFile({{"version", 8}}))}}}}}}},
-          {"files", {{"error", "denied"}}}});
+          {"files", {{"content", {{"error", "denied"}}}}}});
     bool updated = false;
     platform->updatePlatform([&](bool answer) { updated = answer; });
     machine->advance(1);

@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -54,7 +54,6 @@ TEST(RecipeFile, ADamagedFileGivesNothingOrTheSameWhereNothingIsLookedAt) {
 TEST(RecipeFile, TheSmallestFileHasItsOneByteBehindTheFiller) {
     // One byte is no whole block: it is refused, and it is looked for at offset 8 and not at 0.
     for (const std::size_t size : {55u, 56u, 57u, 70u}) EXPECT_TRUE(read(DataBuffer(size, 0xAA)).is_null()) << size;
-    // 17 bytes of cipher text would be split 8 and 9; with 16 the halves are equal.
     const DataBuffer file = fileOf("{}");
     ASSERT_EQ(file.size(), 16u + 55u);
     EXPECT_EQ(read(file), Value::object());
@@ -86,7 +85,7 @@ TEST(RecipeFile, AnotherProgramCanReadAndWriteOne) {
     std::string key = test::hexadecimal(DataBuffer{'K', 'e', 's', 't', 'r', 'e', 'l', 'O', 'r', 'c', 'h', 'i', 'd'});
     key.resize(32, '0');
     const std::string command = "openssl enc -d -aes-128-cbc -nosalt -K " + key + " -iv " + std::string(32, '0') +
-                                " -in " + folder.path("/cipher") + " -out " + folder.path("/plain");
+                                " -in '" + folder.path("/cipher") + "' -out '" + folder.path("/plain") + "'";
     ASSERT_EQ(std::system(command.c_str()), 0);
     EXPECT_EQ(contentOf(folder.path("/plain")), text);
 
