@@ -33,4 +33,5 @@
 #include "HVKStatistics/core/StatisticsBundle.h"
 #include "HVKStatistics/sensors/SensorCatalogue.h"
 #include "HVKStatistics/sensors/SensorGroup.h"
+#include "HVKStatistics/sensors/SensorNames.h"
 #include "HVKStatistics/sensors/StatisticsSensorItem.h"
