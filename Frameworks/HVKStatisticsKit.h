@@ -42,4 +42,5 @@
 #include "HVKStatistics/sensors/SensorCatalogue.h"
 #include "HVKStatistics/sensors/SensorGroup.h"
 #include "HVKStatistics/sensors/SensorLoader.h"
+#include "HVKStatistics/sensors/SensorNames.h"
 #include "HVKStatistics/sensors/StatisticsSensorItem.h"

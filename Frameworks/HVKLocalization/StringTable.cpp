@@ -1,6 +1,7 @@
 #include "HVKLocalization/StringTable.h"
 
 #include <cstdint>
+#include <tuple>
 #include <utility>
 
 namespace hvk {
@@ -79,12 +80,9 @@ public:
 
     std::pair<std::string, std::string> entry() {
         std::string key = quoted("a key");
-        skipBlanks();
-        if (!take('=')) throw Fault{"there is no = behind the key \"" + key + '"'};
-        skipBlanks();
+        next('=', "there is no = behind the key \"" + key + '"');
         std::string value = quoted("the text for \"" + key + '"');
-        skipBlanks();
-        if (!take(';')) throw Fault{"there is no ; behind the text for \"" + key + '"'};
+        next(';', "there is no ; behind the text for \"" + key + '"');
         return {std::move(key), std::move(value)};
     }
 
@@ -102,6 +100,17 @@ private:
         if (atEnd() || text_[at_] != wanted) return false;
         ++at_;
         return true;
+    }
+
+    /// Takes a sign that may stand on a later line. When it is missing, the fault is on the line of what came before,
+    /// and the later line is left as it is.
+    void next(char wanted, const std::string& fault) {
+        const auto place = std::pair(at_, line_);
+        skipBlanks();
+        if (!take(wanted)) {
+            std::tie(at_, line_) = place;
+            throw Fault{fault};
+        }
     }
 
     /// Blanks, line ends and comments.
@@ -135,6 +144,7 @@ private:
     }
 
     std::string quoted(const std::string& what) {
+        skipBlanks();
         if (!take('"')) throw Fault{what + " does not begin with a quotation mark"};
         std::string result;
         while (true) {

@@ -164,10 +164,13 @@ public:
 
     // What loading leaves for the host: passed through from the recipe, empty arrays at first.
 
+    /// The groups that fans are shown in.
     const Value& fanGroups() const { return fanGroups_; }
     void setFanGroups(Value groups) { fanGroups_ = std::move(groups); }
+    /// The keys of the sensors that a host shows when nobody chose others.
     const Value& defaultSensors() const { return defaultSensors_; }
     void setDefaultSensors(Value keys) { defaultSensors_ = std::move(keys); }
+    /// The keys of the sensors of the processor.
     const Value& cpuSensors() const { return cpuSensors_; }
     void setCpuSensors(Value keys) { cpuSensors_ = std::move(keys); }
 
