@@ -4,6 +4,7 @@
 #include "HVKPlatform/darwin/Bluetooth.h"
 #include "HVKPlatform/darwin/Clock.h"
 #include "HVKPlatform/darwin/Cost.h"
+#include "HVKPlatform/darwin/HID.h"
 #include "HVKPlatform/darwin/HostPort.h"
 #include "HVKPlatform/darwin/Load.h"
 #include "HVKPlatform/darwin/Memory.h"
@@ -12,6 +13,7 @@
 #include "HVKPlatform/darwin/Queues.h"
 #include "HVKPlatform/darwin/Registry.h"
 #include "HVKPlatform/darwin/System.h"
+#include "HVKPlatform/darwin/UserClient.h"
 
 namespace hvk {
 
@@ -46,8 +48,8 @@ private:
     DarwinProcessTablePort processTable_{diagnostics_};
     DarwinRegistryPort registry_{diagnostics_};
     DarwinBluetoothPort bluetooth_{diagnostics_};
-    UnsupportedUserClientPort userClients_;
-    UnsupportedHIDPort hid_;
+    DarwinUserClientPort userClients_{diagnostics_};
+    DarwinHIDPort hid_{diagnostics_};
     UnsupportedFilesPort files_;
     UnsupportedHTTPPort http_;
     DarwinCostPort cost_{diagnostics_};
