@@ -132,12 +132,14 @@ private:
     /// Keys that are there twice, at every depth: the last one counts, and nobody sees the others.
     void duplicates(const RecipeNode& node, const std::string& place) {
         std::set<std::string_view> seen;
-        for (const auto& [key, value] : node.entries) {
-            if (!seen.insert(key).second) fault(value.line, inside(place, key), "is there twice; the last one counts");
-            duplicates(value, inside(place, key));
+        const bool dictionary = node.kind == Kind::Dictionary;
+        for (std::size_t index = 0; index < node.items.size(); ++index) {
+            const RecipeNode& item = node.items[index];
+            const std::string at = dictionary ? inside(place, item.key) : fmt::format("{}[{}]", place, index);
+            if (dictionary && !seen.insert(item.key).second)
+                fault(item.line, at, "is there twice; the last one counts");
+            duplicates(item, at);
         }
-        for (std::size_t index = 0; index < node.items.size(); ++index)
-            duplicates(node.items[index], fmt::format("{}[{}]", place, index));
     }
 
     /// The values of the known keys, and keys that are missing; whether every value is of its kind.
@@ -159,7 +161,8 @@ private:
 
     void unknownKeys(const RecipeNode& node, const std::string& place, const std::vector<KeyRule>& rules) {
         const std::vector<std::string> known = keysOf(rules);
-        for (const auto& [key, value] : node.entries) {
+        for (const RecipeNode& value : node.items) {
+            const std::string& key = value.key;
             if (std::find(known.begin(), known.end(), key) != known.end()) continue;
             if (key == "index" || key == "name-format" || key == "sensors-valid") {
                 fault(value.line, inside(place, key), "is set by the loader and not by a recipe");
@@ -173,6 +176,7 @@ private:
 
     /// A list of texts, each there once.
     void texts(const RecipeNode& list, const std::string& place) {
+        if (list.kind != Kind::List) return;
         std::set<std::string_view> seen;
         for (std::size_t index = 0; index < list.items.size(); ++index) {
             const RecipeNode& item = list.items[index];
@@ -193,7 +197,8 @@ private:
         }
         // Other keys are for other modules; one that is nearly one of these is a slip.
         const std::vector<std::string> known = keysOf(RecipeKeys);
-        for (const auto& [key, value] : recipe.entries) {
+        for (const RecipeNode& value : recipe.items) {
+            const std::string& key = value.key;
             if (std::find(known.begin(), known.end(), key) != known.end()) continue;
             if (const auto meant = nearest(key, known))
                 fault(value.line, key, fmt::format("no such key; did you mean \"{}\"?", *meant));

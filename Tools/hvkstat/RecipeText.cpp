@@ -111,9 +111,11 @@ private:
     /// Puts a value where it belongs.
     RecipeNode& place(RecipeNode value) {
         if (open_.empty()) return root_ = std::move(value);
-        if (current().kind == RecipeNode::Kind::List) return current().items.emplace_back(std::move(value));
-        value.line = keyLine_;
-        return current().entries.emplace_back(std::move(key_), std::move(value)).second;
+        if (current().kind == RecipeNode::Kind::Dictionary) {
+            value.key = std::move(key_);
+            value.line = keyLine_;
+        }
+        return current().items.emplace_back(std::move(value));
     }
 
     bool add(RecipeNode value) {
@@ -146,10 +148,10 @@ private:
 
 }  // namespace
 
-const RecipeNode* RecipeNode::find(std::string_view key) const {
+const RecipeNode* RecipeNode::find(std::string_view wanted) const {
     const auto found =
-        std::find_if(entries.rbegin(), entries.rend(), [&](const auto& entry) { return entry.first == key; });
-    return found == entries.rend() ? nullptr : &found->second;
+        std::find_if(items.rbegin(), items.rend(), [&](const RecipeNode& entry) { return entry.key == wanted; });
+    return kind != Kind::Dictionary || found == items.rend() ? nullptr : &*found;
 }
 
 RecipeNode readRecipeText(std::string_view text, RecipeTextFault& fault) {

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "HVKPlatform/Result.h"
@@ -18,14 +17,14 @@ struct RecipeNode {
     enum class Kind { Null, Boolean, Integer, Number, Text, List, Dictionary };
 
     Kind kind = Kind::Null;
+    std::string key;                ///< of an entry of a dictionary
     std::size_t line = 0;           ///< where it begins; of an entry of a dictionary, where its key stands
     double number = 0;              ///< of an integer or a number
     std::string text;               ///< of a text
-    std::vector<RecipeNode> items;  ///< of a list
-    std::vector<std::pair<std::string, RecipeNode>> entries;  ///< of a dictionary, in the order of the text
+    std::vector<RecipeNode> items;  ///< of a list, and of a dictionary in the order of the text
 
     /// The last entry of that key, as every reader takes it; null for none.
-    const RecipeNode* find(std::string_view key) const;
+    const RecipeNode* find(std::string_view wanted) const;
 
     bool isNumber() const { return kind == Kind::Integer || kind == Kind::Number; }
 };
