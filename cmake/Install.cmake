@@ -46,7 +46,9 @@ install(FILES
 install(FILES ${frameworks}/HVKPlatform/support/Diagnostics.h DESTINATION ${HVK_INSTALL_HEADERS}/HVKPlatform/support)
 
 # Recipes and string tables, found from the library's own place: not below a data directory that can be chosen.
-install(DIRECTORY ${frameworks}/HVKStatistics/resources/ DESTINATION share/HVKStatisticsKit)
+install(DIRECTORY ${frameworks}/HVKStatistics/resources/ DESTINATION share/HVKStatisticsKit
+    PATTERN recipes EXCLUDE)
+install(DIRECTORY ${HVK_RESOURCES}/ DESTINATION share/HVKStatisticsKit FILES_MATCHING PATTERN *.recipe)
 
 install(EXPORT HVKStatisticsKitTargets NAMESPACE HVKStatisticsKit:: DESTINATION ${HVK_INSTALL_PACKAGE})
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/HVKStatisticsKitConfig.cmake.in

@@ -40,7 +40,7 @@ private:
     using Table = std::shared_ptr<const StringTable>;
 
     Table table(const std::string& language, std::string_view name) const;
-    Table preferredTable(std::string_view name) const;
+    Table preferredTable(const std::vector<std::string>& host, std::string_view name) const;
     Table read(const std::string& file) const;
 
     std::string directory_;

@@ -54,7 +54,7 @@ TEST(HvkstatOptions, WrongUseSaysWhatWouldBeRight) {
         "it takes seconds since 1970 (1700000000), seconds before the end (-60, a year at most), or now";
     const std::vector<Case> cases = {
         {{"reprot"}, "'reprot' is no command; did you mean 'report'?"},
-        {{"frobnicate"}, "'frobnicate' is no command; the commands are report, history, doctor"},
+        {{"frobnicate"}, "'frobnicate' is no command; the commands are report, history, doctor, recipe"},
         {{"report", "--intervl", "3"}, "--intervl: no such option; did you mean --interval?"},
         {{"--mahcine", "x", "doctor"}, "--mahcine: no such option; did you mean --machine?"},
         {{"doctor", "--count", "3"},

@@ -62,7 +62,25 @@ Exit badValue(std::string_view option, std::string_view value, std::string_view 
 struct RawOptions {
     bool json = false;
     std::string root, machine, modules, interval, count, history, start, end, bucket;
+    std::string recipeAction;
+    std::vector<std::string> recipeFiles;
 };
+
+/// What `recipe` can do, and the files that it takes.
+struct RecipeActionRow {
+    const char* name;
+    RecipeAction action;
+    std::vector<const char*> files;
+};
+
+const std::vector<RecipeActionRow>& recipeActions() {
+    static const std::vector<RecipeActionRow> rows = {
+        {"decode", RecipeAction::Decode, {"IN"}},
+        {"encode", RecipeAction::Encode, {"IN", "OUT"}},
+        {"check", RecipeAction::Check, {"IN"}},
+    };
+    return rows;
+}
 
 /// What the options take that have a value, in words.
 std::string acceptedBy(const std::string& option, bool history) {
@@ -122,8 +140,16 @@ std::unique_ptr<CLI::App> makeParser(RawOptions& raw) {
     doctor->footer(
         "Failing sources are the answer and no failure: the exit code is 1 only when nothing could be read.");
 
+    CLI::App* recipe = app->add_subcommand("recipe", "read, write and check recipes: what sensors a model has");
+    recipe->add_option("ACTION", raw.recipeAction, "one of decode, encode, check")->type_name(" ");
+    recipe->add_option("FILES", raw.recipeFiles, "IN, and OUT for encode")->type_name(" ")->expected(0, -1);
+    recipe->footer(
+        "recipe decode IN        print the JSON text of a recipe file\n"
+        "recipe encode IN OUT    make a recipe file of a JSON text\n"
+        "recipe check IN         say what is wrong with either, by line and key; the exit code is 1 when something is");
+
     app->get_formatter()->label("SUBCOMMAND", "COMMAND");
-    for (CLI::App* command : {report, history, doctor}) {
+    for (CLI::App* command : {report, history, doctor, recipe}) {
         command->group("Commands");
         command->allow_extras();
         command->fallthrough();
@@ -294,6 +320,33 @@ std::optional<Exit> checkHistory(const CLI::App& history, const RawOptions& raw,
     return std::nullopt;
 }
 
+std::optional<Exit> checkRecipe(const RawOptions& raw, Options& options) {
+    std::vector<std::string> known;
+    for (const RecipeActionRow& row : recipeActions()) known.emplace_back(row.name);
+    if (raw.recipeAction.empty())
+        return usageError(fmt::format("recipe: ACTION is missing; it is one of {}", join(known)));
+    const auto row = std::find_if(recipeActions().begin(), recipeActions().end(),
+                                  [&](const RecipeActionRow& one) { return one.name == raw.recipeAction; });
+    if (row == recipeActions().end()) {
+        const auto meant = nearest(raw.recipeAction, known);
+        return usageError(fmt::format("recipe: '{}' is no action{}; ACTION is one of {}", raw.recipeAction,
+                                      meant ? fmt::format(", did you mean '{}'?", *meant) : "", join(known)));
+    }
+    options.recipeAction = row->action;
+    const auto& files = raw.recipeFiles;
+    if (files.size() < row->files.size())
+        return usageError(fmt::format("recipe {}: {} is missing", row->name, row->files[files.size()]));
+    if (files.size() > row->files.size())
+        return usageError(
+            fmt::format("'{}' is one word too many for 'recipe {}'", files[row->files.size()], row->name));
+    for (std::size_t index = 0; index < files.size(); ++index)
+        if (files[index].empty())
+            return usageError(fmt::format("recipe {}: {}: the name is empty", row->name, row->files[index]));
+    options.input = files.front();
+    if (files.size() > 1) options.outputFile = files[1];
+    return std::nullopt;
+}
+
 std::variant<Options, Exit> checkOptions(const CLI::App& app, const RawOptions& raw, bool commandGiven) {
     const CLI::App& command = *app.get_subcommands().front();
     if (const auto left = app.remaining(true); !left.empty()) return unexpected(app, command, left);
@@ -318,6 +371,9 @@ std::variant<Options, Exit> checkOptions(const CLI::App& app, const RawOptions& 
     } else if (command.get_name() == "history") {
         options.command = CommandName::History;
         wrong = checkHistory(command, raw, options);
+    } else if (command.get_name() == "recipe") {
+        options.command = CommandName::Recipe;
+        wrong = checkRecipe(raw, options);
     } else {
         options.command = CommandName::Doctor;
     }

@@ -13,7 +13,10 @@
 
 namespace hvk::hvkstat {
 
-enum class CommandName { Report, History, Doctor };
+enum class CommandName { Report, History, Doctor, Recipe };
+
+/// What `recipe` does.
+enum class RecipeAction { Decode, Encode, Check };
 
 /// A bound of a window of time: seconds since 1970, or relative to the end of what can be measured.
 struct TimeBound {
@@ -44,6 +47,11 @@ struct Options {
     TimeBound start{-60, true};
     TimeBound end{0, true};
     std::int64_t bucketSeconds = 10;
+
+    // recipe
+    RecipeAction recipeAction = RecipeAction::Decode;
+    std::string input;       ///< the file that is read
+    std::string outputFile;  ///< the one that is written; only for an action that writes one
 };
 
 /// The command line is answered, rightly or wrongly, and nothing is to be done.

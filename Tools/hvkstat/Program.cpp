@@ -11,6 +11,7 @@
 #include "hvkstat/commands/Doctor.h"
 #include "hvkstat/commands/History.h"
 #include "hvkstat/commands/Live.h"
+#include "hvkstat/commands/Recipe.h"
 #include "hvkstat/commands/Report.h"
 #include "hvkstat/render/Units.h"
 
@@ -19,6 +20,8 @@ namespace hvk::hvkstat {
 namespace {
 
 int runCommand(const Options& options, const Host& host) {
+    // Files are read and written, no machine is measured.
+    if (options.command == CommandName::Recipe) return runRecipe(options, host);
     auto opened = Session::open(options);
     if (!opened) {
         const Failure& failure = opened.failure();
@@ -30,6 +33,7 @@ int runCommand(const Options& options, const Host& host) {
     switch (options.command) {
         case CommandName::History: return runHistory(session, options, host);
         case CommandName::Doctor: return runDoctor(session, options, host);
+        case CommandName::Recipe:
         case CommandName::Report: break;
     }
     if (options.liveWhenTerminal && host.terminal) return runLive(session, options, host);

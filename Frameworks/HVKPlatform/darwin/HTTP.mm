@@ -171,7 +171,8 @@ void DarwinHTTPPort::stop() { requests_->stop(); }
 
 void DarwinHTTPPort::send(HTTPRequest request, Completion completion) {
     @autoreleasepool {
-        NSURL* url = [NSURL URLWithString:text(request.url) ?: @""];
+        NSString* address = text(request.url);
+        NSURL* url = address != nil ? [NSURL URLWithString:address] : nil;
         NSString* scheme = url.scheme.lowercaseString;
         NSString* method = text(request.method);
         if (!([scheme isEqualToString:@"http"] || [scheme isEqualToString:@"https"]) || method.length == 0) {

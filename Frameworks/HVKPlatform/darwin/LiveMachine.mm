@@ -6,6 +6,7 @@
 #include "HVKPlatform/darwin/Cost.h"
 #include "HVKPlatform/darwin/Files.h"
 #include "HVKPlatform/darwin/HTTP.h"
+#include "HVKPlatform/darwin/HID.h"
 #include "HVKPlatform/darwin/HostPort.h"
 #include "HVKPlatform/darwin/Load.h"
 #include "HVKPlatform/darwin/Memory.h"
@@ -14,6 +15,7 @@
 #include "HVKPlatform/darwin/Queues.h"
 #include "HVKPlatform/darwin/Registry.h"
 #include "HVKPlatform/darwin/System.h"
+#include "HVKPlatform/darwin/UserClient.h"
 
 namespace hvk {
 
@@ -51,8 +53,8 @@ private:
     DarwinProcessTablePort processTable_{diagnostics_};
     DarwinRegistryPort registry_{diagnostics_};
     DarwinBluetoothPort bluetooth_{diagnostics_};
-    UnsupportedUserClientPort userClients_;
-    UnsupportedHIDPort hid_;
+    DarwinUserClientPort userClients_{diagnostics_};
+    DarwinHIDPort hid_{diagnostics_};
     DarwinFilesPort files_{diagnostics_};
     DarwinHTTPPort http_{diagnostics_};
     DarwinCostPort cost_{diagnostics_};

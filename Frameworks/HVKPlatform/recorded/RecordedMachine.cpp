@@ -40,10 +40,10 @@ RecordedMachine::RecordedMachine(double wallSeconds, double monotonicSeconds)
       load_(diagnostics_),
       processTable_(diagnostics_),
       bluetooth_(diagnostics_),
-      files_(diagnostics_),
-      http_(queues_, diagnostics_),
       userClients_(diagnostics_),
       hid_(diagnostics_),
+      files_(diagnostics_),
+      http_(queues_, diagnostics_),
       registry_(tree_, diagnostics_),
       queues_(clock_) {
     queues_.setEvents({[this]() -> std::optional<VirtualTime> {

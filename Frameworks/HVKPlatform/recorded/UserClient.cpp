@@ -1,6 +1,7 @@
 #include "HVKPlatform/recorded/UserClient.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 namespace hvk {
@@ -8,6 +9,9 @@ namespace hvk {
 namespace {
 
 constexpr const char* Source = "recording: controller.services";
+
+/// Some keys are larger than a call can carry: they are described and never read.
+constexpr std::uint64_t LargestSize = 255;
 
 Failure gone(std::string detail) { return {FailureKind::Gone, Source, std::move(detail)}; }
 
@@ -37,7 +41,7 @@ void readKey(const RecordingField& field, RecordedControllerKey& key) {
         key.unreadable.reset();
     }
     if (const auto size = field.find("size")) {
-        const auto count = static_cast<std::size_t>(size->unsignedInteger(ControllerValueSize));
+        const auto count = static_cast<std::size_t>(size->unsignedInteger(LargestSize));
         if (bytes && count != key.bytes.size()) size->fault("is not that of the bytes");
         key.bytes.resize(count);
     }
@@ -56,12 +60,12 @@ void number(RecordedController& controller) {
 
 std::vector<RecordedControllerKey> readKeys(const RecordingField& field) {
     std::vector<RecordedControllerKey> keys;
-    std::unordered_map<std::uint32_t, bool> seen;
+    std::set<std::uint32_t> seen;
     for (std::size_t index = 0; index < field.size(); ++index) {
         const RecordingField entry = field.at(index);
         RecordedControllerKey& key = keys.emplace_back();
         key.code = readCode(entry.require("key"));
-        if (!seen.emplace(key.code, true).second) entry.fault("this key is listed twice");
+        if (!seen.insert(key.code).second) entry.fault("this key is listed twice");
         readKey(entry, key);
     }
     return keys;

@@ -23,7 +23,7 @@ struct RecordedControllerKey {
     std::uint32_t code = 0;
     std::uint32_t type = 0;
     std::uint8_t attributes = 0;
-    std::vector<std::uint8_t> bytes;    ///< at most 32, in the key's own order; a write changes them
+    std::vector<std::uint8_t> bytes;    ///< in the key's own order; a write changes them
     std::optional<Failure> unreadable;  ///< what reading and writing the value answer instead
 
     bool operator==(const RecordedControllerKey&) const = default;

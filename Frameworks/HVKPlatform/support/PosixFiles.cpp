@@ -274,6 +274,9 @@ Result<std::vector<std::uint8_t>> PosixFilesPort::read(const std::string& path, 
 
 Status PosixFilesPort::replace(const std::string& path, std::span<const std::uint8_t> content) {
     const Place place = split(path);
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode))
+        return failed({FailureKind::Malformed, path, "this is no regular file"});
     removeRemnants(place, calls_);
     NewFile file(place, calls_);
     const auto failedAt = [&](const char* step, int error) { return failed(failureOf(error, path, step)); };

@@ -25,7 +25,7 @@ namespace hvk {
 inline constexpr std::int64_t StatisticsSensorsChangedMask = 1024;
 
 /// The module. Thread: the one that updates it, but for what SensorCatalogue lets any thread read.
-class HVK_EXPORT HVKStatisticsSensors : public SensorCatalogue, public StatisticsModuleRole {
+class HVK_EXPORT HVKStatisticsSensors : public SensorCatalogue, public StatisticsSensorsRole {
 public:
     /// Empty lists. Opens the connection to the controller, once; without one the controller's sensors do not answer.
     explicit HVKStatisticsSensors(Machine& machine = Machine::current());
@@ -39,7 +39,7 @@ public:
     SMC& controller() { return controller_; }
 
     /// Fills the lists anew from the recipe of a model, a dictionary; null changes nothing. See SensorLoader.
-    void loadFromPlatform(const Value& recipe) { loader_.loadFromPlatform(recipe); }
+    void loadFromPlatform(const Value& recipe) override { loader_.loadFromPlatform(recipe); }
 
     /// Loads one entry of a recipe into a group's entry, null for the group of its kind. Null when the machine does not
     /// have it, and for a family.

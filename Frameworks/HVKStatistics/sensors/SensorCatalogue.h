@@ -58,8 +58,8 @@ public:
     /// The kind by the first letter of a key, in either case: 't' a temperature (1), 'f' a fan speed (3) ...; else 0.
     static std::int64_t typeFromKey(std::string_view key);
 
-    /// The name in the user's language: "Ambient Intake Proximity" is "Ambient Air Intake" in English and "Zuluft" in
-    /// German. A name that the framework has no word for comes back as it is.
+    /// The name in the user's language: "Ambient Intake Proximity" is "Ambient Air Intake" in English and
+    /// "Umgebungsluft (Einlass)" in German. A name that the framework has no word for comes back as it is.
     std::string localizedNameForSensor(std::string_view englishName) const;
 
     // Adding and removing
@@ -121,7 +121,7 @@ public:
     /// The sensors of kind 3 (fan speed) that are SMC keys, in the order of the list.
     SensorList fans() const;
 
-    /// One dictionary for every sensor, in the order of the list: {"key": "TC0P", "name": "CPU", "value": 52.25}.
+    /// Every sensor's own `stats`, in the order of the list.
     Value stats() const;
 
     /// {"type": "sensors", "fields": ["value", "peak"], "keys": true}
@@ -159,15 +159,18 @@ public:
     static std::string filterKeyForGroup(std::string_view groupKey);
 
     /// A group for a host: "identifier", "key", "type", "name" (never empty while there is a key), "sensors" (an array
-    /// of `sensorValue`) and, when a recipe set it, "sensor-type".
+    /// of their `stats`) and, when a recipe set it, "sensor-type".
     Value valueForGroup(const SensorGroup& group) const;
 
     // What loading leaves for the host: passed through from the recipe, empty arrays at first.
 
+    /// The groups that fans are shown in.
     const Value& fanGroups() const { return fanGroups_; }
     void setFanGroups(Value groups) { fanGroups_ = std::move(groups); }
+    /// The keys of the sensors that a host shows when nobody chose others.
     const Value& defaultSensors() const { return defaultSensors_; }
     void setDefaultSensors(Value keys) { defaultSensors_ = std::move(keys); }
+    /// The keys of the sensors of the processor.
     const Value& cpuSensors() const { return cpuSensors_; }
     void setCpuSensors(Value keys) { cpuSensors_ = std::move(keys); }
 

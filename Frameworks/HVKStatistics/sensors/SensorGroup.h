@@ -7,8 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "HVKBase/Export.h"
-#include "HVKPlatform/Value.h"
 #include "HVKStatistics/sensors/StatisticsSensorItem.h"
 
 namespace hvk {
@@ -31,8 +29,5 @@ struct SensorGroup {
     SensorList sensors;      ///< one that was added twice is in it twice
     std::optional<std::int64_t> sensorType;  ///< the kind of the sensor that a recipe added last
 };
-
-/// A sensor for a host: "key", "name" and "value".
-HVK_EXPORT Value sensorValue(const StatisticsSensorItem& item);
 
 }  // namespace hvk

@@ -100,6 +100,9 @@ public:
     /// which stands for "no reading".
     Value historyAverage(double start, double end, std::int64_t interval) const;
 
+    /// For a host: {"key": "TC0P", "name": "CPU", "value": 52.25}.
+    Value stats() const;
+
     /// "key - TC0P, name - CPU, value - 52.25"
     std::string description() const;
 
