@@ -12,6 +12,7 @@
 #include "HVKStatistics/processor/HVKStatisticsLoad.h"
 #include "HVKStatistics/processor/HVKStatisticsMemory.h"
 #include "HVKStatistics/sensors/SMC.h"
+#include "HVKStatistics/sensors/SensorCatalogue.h"
 
 namespace hvk {
 
@@ -103,6 +104,27 @@ TEST(SteadyPass, TheCounterCounts) {
     const std::uint64_t before = bench::allocations();
     const auto some = std::make_unique<std::vector<int>>(100);
     EXPECT_EQ(bench::allocations() - before, 2);
+}
+
+TEST(SteadyPass, AllocatesNothingForASensorsReadings) {
+    const auto machine = RecordedMachine::fromJSON({{"schema", 1}, {"frames", {{{"time", 1700000000.0}}}}});
+    ASSERT_TRUE(machine);
+    SensorCatalogue catalogue(**machine);
+    for (int number = 0; number < 100; ++number)
+        catalogue.addGlobalSensor(catalogue.createSensor({{"key", "T" + std::to_string(number)}}), "temperature");
+    const std::string last = catalogue.sensors().back()->keyHash;
+    const std::uint64_t before = bench::allocations();
+    for (int pass = 1; pass <= 250; ++pass) {
+        const SensorCatalogue::Changes changes(catalogue);
+        for (const auto& sensor : catalogue.sensors()) {
+            sensor->addValue(pass, pass);
+            sensor->fillSample(pass + 0.5);
+        }
+        EXPECT_TRUE(catalogue.updateSensorWithKey(last));
+        EXPECT_FALSE(catalogue.updateSensorWithKey("F0Ac"));
+    }
+    EXPECT_EQ(bench::allocations() - before, 0U);
+    EXPECT_EQ(catalogue.sensors().back()->value, 250);
 }
 
 }  // namespace hvk
