@@ -14,6 +14,8 @@ namespace hvk {
 namespace {
 
 const std::string Devices = "/sys/devices";
+/// Holds the devices that lie on no bus.
+const std::string VirtualDevices = "/sys/devices/virtual";
 
 constexpr std::size_t RootPlace = 0;
 constexpr std::size_t PlatformPlace = 1;
@@ -50,6 +52,13 @@ public:
 private:
     std::uint64_t state_ = 0xCBF29CE484222325;
 };
+
+/// The order of the tree: what lies on a bus first, a device before what is below it.
+bool pathBefore(const std::string& left, const std::string& right) {
+    const auto isVirtual = [](const std::string& path) { return path.rfind(VirtualDevices + "/", 0) == 0; };
+    if (isVirtual(left) != isVirtual(right)) return isVirtual(right);
+    return parse::pathBefore(left, right);
+}
 
 std::string parentDirectory(const std::string& path) { return path.substr(0, path.rfind('/')); }
 
@@ -171,15 +180,14 @@ void RegistryEntries::appendDevices(const std::string& directory, int depth, Pat
     const bool isRoot = directory == Devices;
     for (const std::string& name : tree_.directories(directory)) {
         // Processors and memory blocks are in "system"; processors have entries of their own.
-        if (name == "power" || (isRoot && name == "system")) continue;
+        if (name == "power" || (isRoot && (name == "system" || name == "virtual"))) continue;
         std::string path = directory + "/" + name;
         if (tree_.exists(path + "/uevent"))
             devices.push_back(std::move(path));
-        else if (isRoot && name == "virtual")
-            appendDevices(path, 1, devices);
         else if (depth > 0)
             appendDevices(path, depth - 1, devices);
     }
+    if (isRoot) appendDevices(VirtualDevices, 1, devices);
 }
 
 /// The name of the directory that groups a device with others of its class; nothing when it lies in its parent itself.
@@ -390,7 +398,7 @@ std::vector<RegistryEntryPointer> RegistryEntries::matching(const RegistryMatch&
     for (std::size_t place = PlatformPlace; place < fixed_.size(); ++place) takeIfMatching(fixed_[place]);
     auto candidates = bsdName ? devicesNamed(*bsdName) : devicesYielding(*className);
     std::sort(candidates.begin(), candidates.end(),
-              [](const Candidate& left, const Candidate& right) { return parse::pathBefore(left.path, right.path); });
+              [](const Candidate& left, const Candidate& right) { return pathBefore(left.path, right.path); });
     for (const Candidate& candidate : candidates) {
         const auto projected = project(candidate.path, candidate.subsystem);
         if (!projected) continue;

@@ -34,7 +34,8 @@ public:
     /// The parent; null for the root, and for an entry whose parent went away.
     RegistryEntryPointer parent(const RegistryEntry& entry) const;
 
-    /// What matches, in registry order: parents before children, siblings as `parse::nameBefore` sorts them. A class is
+    /// What matches, in registry order: parents before children, siblings as `parse::nameBefore` sorts them, devices that
+    /// lie on no bus last. A class is
     /// looked for among the devices of the subsystems that can yield it, a BSD name by its link in /sys/class, anything
     /// else in the whole tree. A dictionary reads those properties that it names.
     std::vector<RegistryEntryPointer> matching(const RegistryMatch& match) const;
