@@ -5,7 +5,10 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <filesystem>
+#include <map>
+#include <thread>
 
 #include "HVKPlatform/linux/LinuxMachine.h"
 #include "HVKStatistics/core/HVKStatisticsIOKitUtilities.h"
@@ -448,6 +451,27 @@ TEST_F(LinuxRegistryTest, CountsHandles) {
     EXPECT_EQ(registry().name(iterator.get()).failure().kind, FailureKind::Malformed);
     registry().retain(0);
     registry().release(0);
+}
+
+TEST_F(LinuxRegistryTest, ThreadsShareHandlesWhileDevicesComeAndGo) {
+    std::atomic<int> open = 3;
+    std::vector<std::thread> readers;
+    for (int index = open; index > 0; --index)
+        readers.emplace_back([&] {
+            for (int round = 0; round < 20; ++round)
+                for (auto media = Utilities::iteratorWithServiceMatch(registry(), "IOStorage");
+                     media.nextObject() != 0;)
+                    EXPECT_TRUE(media.propertyWithKey("Size").is_null() ||
+                                media.propertyWithKey("sysfs-path").is_string() || !media.objectPath());
+            --open;
+        });
+    while (open > 0) {
+        attachLoopFile();
+        fs::rename(tree.path(Loop + "/loop"), tree.path("/old"));
+        tree.remove("/old");
+    }
+    for (std::thread& reader : readers) reader.join();
+    EXPECT_EQ(registry().handles().liveHandles(), 0U);
 }
 
 TEST_F(LinuxRegistryTest, LinksOfASavedTreeStayInIt) {

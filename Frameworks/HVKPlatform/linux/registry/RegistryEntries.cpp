@@ -382,10 +382,16 @@ void RegistryEntries::walk(const RegistryEntry& from, const Take& take) const {
     }
 }
 
+bool RegistryEntries::matches(const RegistryEntry& entry, const RegistryMatch& match) const {
+    if (match.kind != RegistryMatch::Kind::Class || entry.fixed) return matchesService(description(entry), match);
+    const auto& names = classes(entry);
+    return match.name == "IORegistryEntry" || std::find(names.begin(), names.end(), match.name) != names.end();
+}
+
 std::vector<RegistryEntryPointer> RegistryEntries::matching(const RegistryMatch& match) const {
     std::vector<RegistryEntryPointer> found;
     const Take takeIfMatching = [&](RegistryEntryPointer candidate) {
-        if (matchesService(description(*candidate), match)) found.push_back(std::move(candidate));
+        if (matches(*candidate, match)) found.push_back(std::move(candidate));
     };
     const auto className = classWanted(match);
     const auto bsdName = bsdNameWanted(match);

@@ -34,10 +34,9 @@ public:
     /// The parent; null for the root, and for an entry whose parent went away.
     RegistryEntryPointer parent(const RegistryEntry& entry) const;
 
-    /// What matches, in registry order: parents before children, siblings as `parse::nameBefore` sorts them, devices that
-    /// lie on no bus last. A class is
-    /// looked for among the devices of the subsystems that can yield it, a BSD name by its link in /sys/class, anything
-    /// else in the whole tree. A dictionary reads those properties that it names.
+    /// What matches, in registry order: parents before children, siblings as `parse::nameBefore` sorts them, devices
+    /// that lie on no bus last. A class is looked for among the devices of the subsystems that can yield it, a BSD name
+    /// by its link in /sys/class, anything else in the whole tree. A dictionary reads those properties that it names.
     std::vector<RegistryEntryPointer> matching(const RegistryMatch& match) const;
 
     /// The entry at the components of a path below the root, "LinuxPlatform/pci0000:00/..."; null for none.
@@ -81,6 +80,7 @@ private:
     std::vector<Candidate> devicesNamed(const std::string& bsdName) const;
     void appendSubsystem(const std::string& subsystem, const std::string& links, std::vector<Candidate>& devices) const;
     void walk(const RegistryEntry& from, const Take& take) const;
+    bool matches(const RegistryEntry& entry, const RegistryMatch& match) const;
     TreeRegistry::Description description(const RegistryEntry& entry) const;
     std::vector<const RegistryProperties*> tables(const RegistryEntry& entry) const;
 
