@@ -5,11 +5,13 @@
 #include <string_view>
 
 #include "HVKPlatform/linux/parse/AuxiliaryVector.h"
+#include "HVKPlatform/linux/parse/BlockStat.h"
 #include "HVKPlatform/linux/parse/LoadAvg.h"
 #include "HVKPlatform/linux/parse/MemInfo.h"
 #include "HVKPlatform/linux/parse/ProcessStat.h"
 #include "HVKPlatform/linux/parse/ProcessorList.h"
 #include "HVKPlatform/linux/parse/Stat.h"
+#include "HVKPlatform/linux/parse/SysfsText.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace hvk::parse;
@@ -45,6 +47,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             if (list && list->size() > 0x10000) std::abort();
             const auto vector = parseAuxiliaryVector(text);
             if (vector.pageSize && *vector.pageSize == 0) std::abort();
+            (void)parseBlockStatistics(text, "stat");
+            (void)hardwareAddress(text);
+            (void)hexadecimal(text);
+            // What is readable needs no further replacement, and no component of a path holds a separator.
+            const std::string readable = readableText(text);
+            if (readableText(readable) != readable) std::abort();
+            if (escapedName(text).find_first_of("/@") != std::string::npos) std::abort();
+            if (pathBefore(text, readable) && pathBefore(readable, text)) std::abort();
         }
     }
     return 0;

@@ -11,6 +11,6 @@ LinuxMachine::LinuxMachine(const std::string& root)
       memory_(root_, system_.pageSize().valueOr(4096), clock_, diagnostics_),
       load_(root_, diagnostics_),
       processTable_(root_, system_.ticksPerSecond().valueOr(100), system_.pageSize().valueOr(4096), diagnostics_),
-      registry_(topology_) {}
+      registry_(root_, topology_, diagnostics_) {}
 
 }  // namespace hvk
