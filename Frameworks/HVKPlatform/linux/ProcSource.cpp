@@ -180,7 +180,7 @@ Result<parse::ProcessStat> ProcSource::readStat(std::int32_t pid, int* keptDescr
     return stat;
 }
 
-/// Brings the memory and the context switches of an entry up to date; false when the process ended meanwhile.
+/// Brings the memory and the wakeups of an entry up to date; false when the process ended meanwhile.
 bool ProcSource::readMemory(Entry& entry, const parse::ProcessStat& stat) {
     const bool isNew = entry.start != stat.startTicks + 1;
     const bool ran = isNew || entry.cpuTicks != stat.cpuTicks;

@@ -17,7 +17,7 @@
 
 namespace hvk {
 
-/// Reads /proc. Its context switches are those of the main thread: a sum over threads would take one file for each.
+/// Reads /proc.
 class ProcSource : public ProcessSource {
 public:
     /// `ticksPerSecond` and `pageSize` are the machine's; neither may be 0.
@@ -29,6 +29,7 @@ public:
     Status pids(std::vector<std::int32_t>& pids) override;
     Result<ProcessInformation> information(std::int32_t pid) override;
     void usage(std::span<const std::int32_t> pids, std::span<ProcessUsage> usage) override;
+    void prepare(std::span<const std::int32_t> pids) override { keepEntries(pids); }
 
     /// Descriptors of processes that are kept open now; never more than `descriptorLimit`.
     std::size_t keptDescriptors() const { return kept_; }
