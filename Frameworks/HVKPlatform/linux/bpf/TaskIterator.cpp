@@ -1,24 +1,20 @@
 #include "HVKPlatform/linux/bpf/TaskIterator.h"
 
-#include <bpf/bpf.h>
-#include <bpf/libbpf.h>
 #include <linux/capability.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <TaskIterator.skel.h>
-#include <algorithm>
+#include <array>
 #include <cerrno>
-#include <cstdarg>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <utility>
 
 #include "HVKPlatform/linux/SystemCalls.h"
 #include "HVKPlatform/linux/TaskRecordStream.h"
+#include "HVKPlatform/linux/bpf/TaskProgram.h"
 #include "HVKPlatform/linux/parse/ProcessorList.h"
 #include "HVKPlatform/linux/parse/Scan.h"
 
@@ -32,17 +28,15 @@ constexpr const char* Source = "task iterator";
 constexpr unsigned SystemAdministration = 21, PerformanceMonitoring = 38, Bpf = 39;
 constexpr ino_t InitialPidNamespace = 0xEFFFFFFCU, InitialTimeNamespace = 0xEFFFFFFAU;
 
-/// What libbpf complained of first while this thread loaded the iterator.
-thread_local std::string firstComplaint;
-
-__attribute__((format(printf, 2, 0))) int hearComplaint(libbpf_print_level level, const char* format,
-                                                        va_list arguments) {
-    if (level != LIBBPF_WARN || !firstComplaint.empty()) return 0;
-    char line[256];
-    std::vsnprintf(line, sizeof line, format, arguments);
-    std::string_view text = line;
-    firstComplaint = parse::trimmed(text.substr(0, text.find('\n')));
-    return 0;
+/// What the kernel said while it refused the program: of a long explanation the last line before its statistics.
+std::string lastWords(std::string_view log) {
+    std::string_view last;
+    bool complete = true;
+    while (!log.empty()) {
+        const std::string_view line = parse::trimmed(parse::takeLine(log, complete));
+        if (!line.empty() && !line.starts_with("processed ")) last = line;
+    }
+    return std::string(last.substr(0, 200));
 }
 
 bool isPrivileged() {
@@ -79,22 +73,10 @@ std::optional<TaskIteratorRefusal> refusalOfNamespaces(const LinuxRoot& root) {
     return std::nullopt;
 }
 
-/// Tells the program which processors there may be.
-Status notePossibleProcessors(const LinuxRoot& root, TaskIterator& program) {
-    const auto line = root.readLine("/sys/devices/system/cpu/possible");
-    const auto list = line ? parse::parseProcessorList(*line) : std::nullopt;
-    if (!list || list->empty()) return unsupportedBecause("the list of possible processors cannot be read");
-    if (list->back() >= std::size(program.rodata->possible)) return unsupportedBecause("there are too many processors");
-    std::fill(std::begin(program.rodata->possible), std::end(program.rodata->possible), 0);
-    for (const std::uint32_t processor : *list) program.rodata->possible[processor] = 1;
-    program.rodata->processors = list->back() + 1;
-    return {};
-}
-
-struct Destroy {
-    void operator()(TaskIterator* program) const { TaskIterator::destroy(program); }
+struct Unload {
+    void operator()(HVKTaskProgram* program) const { hvkTaskProgramUnload(program); }
 };
-using Program = std::unique_ptr<TaskIterator, Destroy>;
+using Program = std::unique_ptr<HVKTaskProgram, Unload>;
 
 /// Reads what the program in the kernel writes.
 class TaskIteratorReader : public TaskReader {
@@ -104,7 +86,7 @@ public:
     Result<std::span<parse::TaskRecord>> read() override {
         // There is no way back to the beginning: each pass has a descriptor of its own.
         countSystemCalls();
-        const int descriptor = ::bpf_iter_create(::bpf_link__fd(program_->links.visit));
+        const int descriptor = hvkTaskProgramRead(program_.get());
         if (descriptor < 0) return failureFromErrno(-descriptor, Source);
         auto records = stream_.read(descriptor);
         countSystemCalls();
@@ -122,11 +104,11 @@ private:
     TaskRecordStream stream_;
 };
 
-TaskIteratorRefusal refusalOfKernel(int error, const char* step) {
-    std::string detail =
-        std::string("the kernel refused to ") + step + " it: " + failureFromErrno(error, Source).detail;
-    if (!firstComplaint.empty()) detail += " (" + firstComplaint + ")";
-    if (error == EPERM || error == EACCES)
+TaskIteratorRefusal refusalOfKernel(int error, std::string_view log) {
+    Failure failure = failureFromErrno(error, Source);
+    std::string detail = "the kernel refused the program: " + failure.detail;
+    if (const std::string words = lastWords(log); !words.empty()) detail += " (" + words + ")";
+    if (failure.kind == FailureKind::Denied)
         return {{FailureKind::Denied, Source, std::move(detail)},
                 "a locked-down kernel, a security module or a container may forbid it: ask who runs the machine"};
     return {unsupportedBecause(std::move(detail)), "a kernel from 6.2 on has what it needs"};
@@ -145,32 +127,30 @@ std::unique_ptr<TaskReader> openTaskIterator(const LinuxRoot& root, TaskIterator
         return nullptr;
     }
     countSystemCalls();
-    if (::access("/sys/kernel/btf/vmlinux", R_OK) != 0) {
+    if (::access("/sys/kernel/btf/vmlinux", F_OK) != 0) {
         refusal = {unsupportedBecause("the kernel does not tell its types (/sys/kernel/btf/vmlinux)"),
                    "a kernel built with CONFIG_DEBUG_INFO_BTF"};
         return nullptr;
     }
+    const auto line = root.readLine("/sys/devices/system/cpu/possible");
+    const auto processors = line ? parse::parseProcessorList(*line) : std::nullopt;
+    if (!processors || processors->empty() || processors->back() >= HVKTaskProgramProcessors) {
+        refusal = {unsupportedBecause("the list of possible processors cannot be read, or is too long"), {}};
+        return nullptr;
+    }
 
-    firstComplaint.clear();
-    ::libbpf_set_print(hearComplaint);
-    Program program(TaskIterator::open());
-    if (!program) {
-        refusal = refusalOfKernel(errno, "open");
+    std::array<unsigned char, HVKTaskProgramProcessors> possible{};
+    for (const std::uint32_t processor : *processors) possible[processor] = 1;
+    std::string log(std::size_t{1} << 20, '\0');
+    HVKTaskProgram* program = nullptr;
+    countSystemCalls(16);
+    const int error = hvkTaskProgramLoad(possible.data(), processors->back() + 1, log.data(),
+                                         static_cast<unsigned>(log.size()), &program);
+    if (error != 0) {
+        refusal = refusalOfKernel(error, log.c_str());
         return nullptr;
     }
-    if (auto noted = notePossibleProcessors(root, *program); !noted) {
-        refusal = {noted.failure(), {}};
-        return nullptr;
-    }
-    if (const int error = TaskIterator::load(program.get()); error != 0) {
-        refusal = refusalOfKernel(-error, "load");
-        return nullptr;
-    }
-    if (const int error = TaskIterator::attach(program.get()); error != 0) {
-        refusal = refusalOfKernel(-error, "attach");
-        return nullptr;
-    }
-    return std::make_unique<TaskIteratorReader>(std::move(program));
+    return std::make_unique<TaskIteratorReader>(Program(program));
 }
 
 }  // namespace hvk
