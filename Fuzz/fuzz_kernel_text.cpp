@@ -1,8 +1,11 @@
-// fuzz_kernel_text.cpp - the texts of a Linux kernel's files. The first byte picks the reader.
+// fuzz_kernel_text.cpp - the texts of a Linux kernel's files, and the records of its task iterator. The first byte
+// picks the reader.
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
+#include <vector>
 
 #include "HVKPlatform/linux/parse/AuxiliaryVector.h"
 #include "HVKPlatform/linux/parse/LoadAvg.h"
@@ -10,6 +13,23 @@
 #include "HVKPlatform/linux/parse/ProcessStat.h"
 #include "HVKPlatform/linux/parse/ProcessorList.h"
 #include "HVKPlatform/linux/parse/Stat.h"
+#include "HVKPlatform/linux/parse/TaskRecords.h"
+
+namespace {
+
+void takeRecords(std::string_view bytes) {
+    std::vector<hvk::parse::TaskRecord> buffer(bytes.size() / sizeof(hvk::parse::TaskRecord) + 1);
+    if (!bytes.empty()) std::memcpy(buffer.data(), bytes.data(), bytes.size());
+    const auto records = hvk::parse::takeTaskRecords(buffer, bytes.size());
+    if (!records) return;
+    std::int32_t last = 0;
+    for (const hvk::parse::TaskRecord& record : *records) {
+        if (record.pid <= last) std::abort();
+        last = record.pid;
+    }
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace hvk::parse;
@@ -45,6 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             if (list && list->size() > 0x10000) std::abort();
             const auto vector = parseAuxiliaryVector(text);
             if (vector.pageSize && *vector.pageSize == 0) std::abort();
+            takeRecords(text);
         }
     }
     return 0;

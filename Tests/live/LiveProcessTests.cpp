@@ -224,6 +224,36 @@ TEST(LiveProcesses, TheIteratorAndProcTellTheSame) {
     EXPECT_EQ(iterator.at(writerOfFiles.pid()).who.parent, ::getpid());
 }
 
+TEST(LiveProcesses, ThreadsThatEndDuringAReadingAreCountedOnce) {
+    LinuxMachine machine("/", ProcessSourceChoice::Best);
+    ProcessTablePort& table = machine.processTable();
+    const Child child([] {
+        std::thread([] {
+            for (;;) {
+                std::vector<std::thread> threads;
+                for (int index = 0; index < 4; ++index) threads.emplace_back([] { burnProcessorTime(0.0002); });
+                for (std::thread& thread : threads) thread.join();
+            }
+        }).detach();
+    });
+    // A thread that is missed makes the sum fall, one that is counted twice makes it rise faster than time passes.
+    std::uint64_t last = 0;
+    timespec now{};
+    const auto nanoseconds = [&] {
+        ::clock_gettime(CLOCK_MONOTONIC, &now);
+        return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(now.tv_nsec);
+    };
+    const std::uint64_t begin = nanoseconds();
+    const std::uint64_t first = usageOf(table, child.pid()).cputime;
+    for (int reading = 0; reading < 500; ++reading) {
+        const std::uint64_t cputime = usageOf(table, child.pid()).cputime;
+        ASSERT_GE(cputime, last);
+        last = cputime;
+    }
+    EXPECT_GT(last, first);
+    EXPECT_LE(last - first, (nanoseconds() - begin) * std::thread::hardware_concurrency() + 20'000'000);
+}
+
 TEST(LiveProcesses, WithTheIteratorAPassTakesAFewSystemCalls) {
     LinuxMachine machine("/", ProcessSourceChoice::Iterator);
     ProcessTablePort& table = machine.processTable();

@@ -56,8 +56,8 @@ Status IteratorSource::findHidden() {
     }
     proc_.prepare(hidden_);
     health_.note(hidden_.empty() ? std::string()
-                                 : std::to_string(hidden_.size()) +
-                                       " processes are kept from the iterator by the kernel and read from /proc");
+                                 : "the kernel keeps " + std::to_string(hidden_.size()) +
+                                       " of the processes from the iterator; these are read from /proc");
     return {};
 }
 

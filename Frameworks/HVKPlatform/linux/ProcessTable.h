@@ -1,8 +1,9 @@
 // ProcessTable.h - the processes of a Linux machine, live or of a saved tree.
 //
 // Owns what is asked of one process now and then (arguments, footprint); what is asked of all of them at each pass
-// comes from its source (ProcessSource.h says what it counts). The system has no long names, and no window server that
-// could tell who does not answer.
+// comes from its source: the kernel's task iterator, or /proc. Both count the same (ProcessSource.h): memory is
+// anonymous pages, wakeups are the voluntary context switches of the main thread. The system has no long names, and no
+// window server that could tell who does not answer.
 #pragma once
 
 #include <memory>
