@@ -39,9 +39,9 @@ Status IteratorSource::read() {
 /// Looks for processes that /proc lists and the iterator does not tell of. One that began or ended between the two
 /// readings proves nothing; one that was there before a reading and after it does.
 Status IteratorSource::findHidden() {
+    if (!proc_.pids(listed_)) return {};
     hidden_.clear();
     suspects_.clear();
-    if (!proc_.pids(listed_)) return {};
     for (const std::int32_t pid : listed_) {
         if (find(pid) != nullptr) continue;
         if (const auto who = proc_.information(pid)) suspects_.push_back({pid, who->identity});
@@ -62,9 +62,13 @@ Status IteratorSource::findHidden() {
 }
 
 Status IteratorSource::pids(std::vector<std::int32_t>& pids) {
-    if (auto done = read(); !done) return done;
-    if (pass_++ % PassesBetweenComparisons == 0)
-        if (auto done = findHidden(); !done) return done;
+    auto done = read();
+    if (done && pass_++ % PassesBetweenComparisons == 0) done = findHidden();
+    if (!done) {
+        // Whoever reads /proc meanwhile keeps more of it than is wanted here: compared, and let go, next time.
+        pass_ = 0;
+        return done;
+    }
     pids.clear();
     auto hidden = hidden_.begin();
     for (const parse::TaskRecord& record : records_) {

@@ -232,6 +232,22 @@ TEST_F(IteratorFixture, AsksProcForWhatTheKernelKeepsFromIt) {
     EXPECT_EQ(usage[2].kind, ProcessUsageKind::None);
 }
 
+TEST_F(IteratorFixture, WhatIsHiddenIsFoundAgainAfterAFailure) {
+    const Failure busy{FailureKind::Malformed, "task iterator", "out of memory"};
+    const std::vector<TaskRecord> two{record(2)};
+    script.passes = {two, two, busy, two, busy, two};
+    proc.listed = {1, 2};
+    const auto source = make();
+    std::vector<std::int32_t> pids;
+    ASSERT_TRUE(source->pids(pids));
+    EXPECT_FALSE(source->pids(pids));
+    EXPECT_FALSE(source->pids(pids)) << "the second reading of the comparison failed";
+    EXPECT_THAT(pids, ElementsAre(1, 2)) << "left as they were";
+    ASSERT_TRUE(source->pids(pids));
+    EXPECT_THAT(pids, ElementsAre(1, 2));
+    EXPECT_THAT(proc.prepared, ElementsAre(1));
+}
+
 /// A machine whose iterator a test has in its hand, over the /proc that the test runs on.
 struct ChoiceFixture : testing::Test {
     std::unique_ptr<BestProcessSource> make(const LinuxRoot& root, ProcessSourceChoice choice) {
