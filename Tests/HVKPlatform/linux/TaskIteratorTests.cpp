@@ -302,8 +302,8 @@ TEST_F(ChoiceFixture, WithoutTheIteratorProcIsReadAndTheReasonSaid) {
 TEST_F(ChoiceFixture, APassThatTheIteratorFailsIsReadFromProcAtOnce) {
     const Failure busy{FailureKind::Malformed, "task iterator", "out of memory"};
     const std::vector<TaskRecord> good{record(::getpid())};
-    // The first pass reads twice, since /proc lists more than is told here.
-    script.passes = {good, good, busy, good, busy, busy, busy, good};
+    // The first pass, and that after a failure, reads twice: /proc lists more than is told here.
+    script.passes = {good, good, busy, good, good, busy, busy, busy, good};
     const auto source = make(live, ProcessSourceChoice::Best);
     EXPECT_FALSE(listsThisProgram(*source));
     EXPECT_FALSE(report("task iterator").failure);
