@@ -6,5 +6,6 @@ namespace hvk::bench {
 void registerHistoryBenchmarks();
 void registerProcessorBenchmarks();
 void registerSensorBenchmarks();
+void registerRegistryBenchmarks();
 
 }  // namespace hvk::bench

@@ -2,7 +2,7 @@
 
 namespace hvk {
 
-LinuxMachine::LinuxMachine(const std::string& root)
+LinuxMachine::LinuxMachine(const std::string& root, ProcessSourceChoice choice)
     : root_(root),
       topology_(readTopology(root_)),
       clock_(root_),
@@ -17,5 +17,8 @@ LinuxMachine::LinuxMachine(const std::string& root)
 
 // An answer is handed to the queues: none comes any more when they end.
 LinuxMachine::~LinuxMachine() { http_.stop(); }
+      processTable_(root_, system_.ticksPerSecond().valueOr(100), system_.pageSize().valueOr(4096), diagnostics_,
+                    choice),
+      registry_(root_, topology_, diagnostics_) {}
 
 }  // namespace hvk

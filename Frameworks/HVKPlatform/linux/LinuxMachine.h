@@ -24,6 +24,8 @@ class LinuxMachine : public Machine {
 public:
     explicit LinuxMachine(const std::string& root = "/");
     ~LinuxMachine() override;
+    /// `choice` is for tests and measurements of one source.
+    explicit LinuxMachine(const std::string& root = "/", ProcessSourceChoice choice = ProcessSourceChoice::Best);
     ClockPort& clock() override { return clock_; }
     SystemPort& system() override { return system_; }
     ProcessorPort& processor() override { return processor_; }
