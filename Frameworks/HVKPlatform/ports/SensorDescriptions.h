@@ -4,6 +4,7 @@
 // (UserClient.h) and the HID port (HID.h), by the keys that stand here.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -25,7 +26,10 @@ enum class SensorKind {
 };
 
 /// The name of a kind as recordings write it: "temperature", "fan", "voltage", "current", "power", "frequency".
-HVK_EXPORT const char* sensorKindName(SensorKind kind);
+inline constexpr const char* sensorKindName(SensorKind kind) {
+    constexpr const char* Names[] = {"temperature", "fan", "voltage", "current", "power", "frequency"};
+    return Names[static_cast<std::size_t>(kind)];
+}
 
 /// Which port reads a sensor.
 enum class SensorSource {
