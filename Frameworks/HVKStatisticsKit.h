@@ -26,4 +26,5 @@
 #include "HVKStatistics/core/HVKStatisticsOSVersion.h"
 #include "HVKStatistics/core/HVKTryCatch.h"
 #include "HVKStatistics/core/StatisticsAverage.h"
+#include "HVKStatistics/sensors/RecipeMaker.h"
 #include "HVKStatistics/sensors/SMC.h"

@@ -11,6 +11,7 @@
 #include "HVKPlatform/darwin/Processor.h"
 #include "HVKPlatform/darwin/Queues.h"
 #include "HVKPlatform/darwin/Registry.h"
+#include "HVKPlatform/darwin/SensorDescriptions.h"
 #include "HVKPlatform/darwin/System.h"
 
 namespace hvk {
@@ -29,6 +30,7 @@ public:
     BluetoothPort& bluetooth() override { return bluetooth_; }
     UserClientPort& userClients() override { return userClients_; }
     HIDPort& hid() override { return hid_; }
+    SensorDescriptionsPort& sensorDescriptions() override { return sensorDescriptions_; }
     FilesPort& files() override { return files_; }
     HTTPPort& http() override { return http_; }
     QueuesPort& queues() override { return queues_; }
@@ -48,6 +50,7 @@ private:
     DarwinBluetoothPort bluetooth_{diagnostics_};
     UnsupportedUserClientPort userClients_;
     UnsupportedHIDPort hid_;
+    DarwinSensorDescriptionsPort sensorDescriptions_;
     UnsupportedFilesPort files_;
     UnsupportedHTTPPort http_;
     DarwinCostPort cost_{diagnostics_};

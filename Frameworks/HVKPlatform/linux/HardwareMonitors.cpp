@@ -77,8 +77,8 @@ struct HardwareMonitors::Entry {
 };
 
 struct HardwareMonitors::Chip {
-    std::string base;       ///< name and stable path: "nvme@pci0000:00/...": two chips may have one
-    std::string identity;   ///< the same, and " #2" for the second of them
+    std::string base;      ///< name and stable path: "nvme@pci0000:00/...": two chips may have one
+    std::string identity;  ///< the same, and " #2" for the second of them
     std::string name;
     bool ofGPU = false;
     bool present = false;
@@ -86,7 +86,7 @@ struct HardwareMonitors::Chip {
     std::uint64_t inode = 0;
     std::string directory;
     unsigned scansLeft = 0;
-    AttributeFile sleep;    ///< power/runtime_status of the device; unnamed when it cannot sleep
+    AttributeFile sleep;  ///< power/runtime_status of the device; unnamed when it cannot sleep
     bool asleep = false;
     std::uint64_t sleepRound = 0;  ///< round in which `asleep` was asked
     std::uint64_t noted = 0;       ///< round in which a success was noted
@@ -103,8 +103,9 @@ struct HardwareMonitors::Channel {
     AttributeFile fault;
     AttributeFile enable;
     std::uint64_t round = 0;  ///< round in which it was read last
-    bool answered = false;    ///< whether it ever gave a value
-    AttributeReading why;     ///< the failure that was noted last; none when it works
+    bool knowsLimits = false;
+    bool answered = false;  ///< whether it ever gave a value
+    AttributeReading why;   ///< the failure that was noted last; none when it works
     bool failing = false;
     // Energy counters only.
     std::optional<std::int64_t> energy;
@@ -158,7 +159,7 @@ void HardwareMonitors::update() {
 std::vector<HardwareMonitors::Entry> HardwareMonitors::listEntries() const {
     std::vector<Entry> entries;
     for (std::string& node : root_.list(MonitorClass)) {
-        const std::string link = std::string(MonitorClass) + "/" + node;
+        const std::string link = std::string(MonitorClass).append("/").append(node);
         Entry entry;
         struct stat information {};
         countSystemCalls();
@@ -198,6 +199,7 @@ void HardwareMonitors::scanForChips() {
         return parse::naturalLess(left.node, right.node);
     });
     for (Entry& entry : entries) takeIn(std::move(entry));
+    settled_ = true;
     note();
 }
 
@@ -207,19 +209,17 @@ void HardwareMonitors::takeIn(Entry&& entry) {
     if (!name && (name = root_.readLine(entry.directory + "/device/name"))) entry.directory += "/device";
     if (!name && !isDirectory(root_.path(entry.directory))) return;
     entry.name = name.value_or("unnamed");
-    const bool isFirst = round_ == 0;
     Chip& chip = chipOf(entry);
     chip.present = true;
     chip.node = entry.node;
     chip.inode = entry.inode;
     chip.directory = entry.directory;
     chip.sleepRound = chip.noted = 0;
-    chip.scansLeft = isFirst ? 0 : ScansOfNewChip;
+    chip.scansLeft = settled_ ? ScansOfNewChip : 0;
     chip.sleep = AttributeFile();
     // The device itself tells whether it sleeps, or the nearest one above that knows; a bus of slow chips does not
     // count, it is suspended between any two transfers.
-    for (std::string device = entry.device; device.starts_with("/sys/devices/");
-         device.erase(device.rfind('/'))) {
+    for (std::string device = entry.device; device.starts_with("/sys/devices/"); device.erase(device.rfind('/'))) {
         const std::string_view last = std::string_view(device).substr(device.rfind('/') + 1);
         if (last.starts_with("i2c-") || last.starts_with("spi")) break;
         const std::string file = device + "/power/runtime_status";
@@ -254,6 +254,7 @@ HardwareMonitors::Chip& HardwareMonitors::chipOf(const Entry& entry) {
 void HardwareMonitors::leave(Chip& chip) {
     chip.present = false;
     chip.sleep = AttributeFile();
+    if (std::exchange(chip.asleep, false)) chip.source->note("");
     for (const auto& channel : channels_) {
         if (channel->chip != &chip) continue;
         channel->bound = false;
@@ -355,11 +356,20 @@ void HardwareMonitors::bind(Chip& chip, Channel& channel, const parse::MonitorAt
     channel.power.reset();
     MonitorChannelDescription& description = channel.description;
     description.label = root_.readLine(start + "label").value_or("");
+    channel.knowsLimits = false;
+    // From here on the mean power counts.
+    if (channel.quantity == parse::MonitorQuantity::Energy && !isAsleep(chip)) (void)value(channel);
+}
+
+/// Reads the limits, unless that could wake the device; then they are read another time.
+void HardwareMonitors::learnLimits(Channel& channel) {
+    Chip& chip = *channel.chip;
+    if (channel.knowsLimits || isAsleep(chip)) return;
+    channel.knowsLimits = true;
+    MonitorChannelDescription& description = channel.description;
     description.low = limitOf(chip, channel, {"min"});
     description.high = limitOf(chip, channel, {"crit", "max", "cap_max", "cap"});
     if (description.low && description.high && *description.low >= *description.high) description.low.reset();
-    // From here on the mean power counts.
-    if (channel.quantity == parse::MonitorQuantity::Energy && !isAsleep(chip)) (void)value(channel);
 }
 
 /// The first of these limits that is there and makes sense.
@@ -449,11 +459,11 @@ std::optional<double> HardwareMonitors::value(Channel& channel) {
 std::optional<double> HardwareMonitors::read(std::uint32_t key) {
     std::lock_guard lock(mutex_);
     auto place = keys_.find(key);
-    if (!place || channels_[*place]->round == round_ || clock_.monotonicSeconds() - roundStart_ > LongestRound) {
-        beginRound();
-        place = keys_.find(key);
-        if (!place) return std::nullopt;
+    if (!place) {
+        update();
+        if (!(place = keys_.find(key))) return std::nullopt;
     }
+    if (channels_[*place]->round == round_ || clock_.monotonicSeconds() - roundStart_ > LongestRound) beginRound();
     Channel& channel = *channels_[*place];
     channel.round = round_;
     if (!channel.bound) return std::nullopt;
@@ -499,8 +509,11 @@ std::vector<MonitorChannelDescription> HardwareMonitors::descriptions() {
     std::lock_guard lock(mutex_);
     update();
     std::vector<MonitorChannelDescription> descriptions;
-    for (const auto& channel : channels_)
-        if (channel->bound) descriptions.push_back(channel->description);
+    for (const auto& channel : channels_) {
+        if (!channel->bound) continue;
+        learnLimits(*channel);
+        descriptions.push_back(channel->description);
+    }
     return descriptions;
 }
 

@@ -3,11 +3,11 @@
 // A channel keeps its place and its key for the life of this object, also while its chip is away; the key outlives it
 // (SensorKeys.h). It owns neither names for people (SensorNames.h) nor how a client asks (UserClient.h).
 //
-// Reading does no harm: a chip whose device is suspended is left asleep. A value that cannot be had, because its channel
-// fails, is disabled, reports a fault, sleeps or is away, is absent and never zero.
+// Reading does no harm: a chip whose device is suspended is left asleep. A value that cannot be had, because its
+// channel fails, is disabled, reports a fault, sleeps or is away, is absent and never zero.
 //
-// Chips that come and go are noticed once in a round. A round ends when a channel is read that was read in it before, as
-// a client does that passes over its sensors, or after a second. Only new chips are scanned.
+// Chips that come and go are noticed once in a round. A round ends when a channel is read that was read in it before,
+// as a client does that passes over its sensors, or after a second. Only new chips are scanned.
 #pragma once
 
 #include <cstdint>
@@ -64,9 +64,9 @@ public:
     /// Whether a channel has this key now.
     bool has(std::uint32_t key);
 
-    /// Reads a channel with one `pread` (one more where it has a fault or enable flag): degrees Celsius, revolutions per
-    /// minute, volts, amperes, watts, megahertz. Power of an energy counter is the mean since the reading before, or
-    /// since the chip was found. Nothing when there is no value; the diagnostics say why.
+    /// Reads a channel with one `pread` (one more where it has a fault or enable flag): degrees Celsius, revolutions
+    /// per minute, volts, amperes, watts, megahertz. Power of an energy counter is the mean since the reading before,
+    /// or since the chip was found. Nothing when there is no value; the diagnostics say why.
     std::optional<double> read(std::uint32_t key);
 
     /// The channels that are there now, in the order of their places.
@@ -90,6 +90,7 @@ private:
     void leave(Chip& chip);
     Channel* channelFor(Chip& chip, const parse::MonitorAttribute& parts);
     void bind(Chip& chip, Channel& channel, const parse::MonitorAttribute& parts);
+    void learnLimits(Channel& channel);
     std::optional<double> limitOf(const Chip& chip, const Channel& channel,
                                   std::initializer_list<std::string_view> attributes) const;
     bool isAsleep(Chip& chip);
@@ -105,13 +106,14 @@ private:
     std::mutex mutex_;
     DescriptorBudget budget_;
     DirectoryWatch watch_;
-    std::vector<std::unique_ptr<Chip>> chips_;                      ///< in the order in which they were first seen
-    std::vector<std::unique_ptr<Channel>> channels_;                ///< by place
-    std::map<std::string, std::size_t, std::less<>> identities_;    ///< of channels, to their places
+    std::vector<std::unique_ptr<Chip>> chips_;                    ///< in the order in which they were first seen
+    std::vector<std::unique_ptr<Channel>> channels_;              ///< by place
+    std::map<std::string, std::size_t, std::less<>> identities_;  ///< of channels, to their places
     SensorKeys keys_;
     std::uint64_t round_ = 0;
     double roundStart_ = 0;
     bool started_ = false;
+    bool settled_ = false;  ///< whether the chips of the start were taken in
     std::uint64_t revision_ = 0;
 };
 

@@ -11,6 +11,10 @@ LinuxMachine::LinuxMachine(const std::string& root)
       memory_(root_, system_.pageSize().valueOr(4096), clock_, diagnostics_),
       load_(root_, diagnostics_),
       processTable_(root_, system_.ticksPerSecond().valueOr(100), system_.pageSize().valueOr(4096), diagnostics_),
-      registry_(topology_) {}
+      registry_(topology_),
+      monitors_(root_, clock_, diagnostics_),
+      userClients_(monitors_),
+      hid_(root_, diagnostics_),
+      sensorDescriptions_(monitors_, hid_) {}
 
 }  // namespace hvk

@@ -5,6 +5,8 @@
 #include "HVKPlatform/linux/Bluetooth.h"
 #include "HVKPlatform/linux/Clock.h"
 #include "HVKPlatform/linux/Cost.h"
+#include "HVKPlatform/linux/HID.h"
+#include "HVKPlatform/linux/HardwareMonitors.h"
 #include "HVKPlatform/linux/LinuxRoot.h"
 #include "HVKPlatform/linux/Load.h"
 #include "HVKPlatform/linux/Memory.h"
@@ -12,8 +14,10 @@
 #include "HVKPlatform/linux/Processor.h"
 #include "HVKPlatform/linux/Queues.h"
 #include "HVKPlatform/linux/Registry.h"
+#include "HVKPlatform/linux/SensorDescriptions.h"
 #include "HVKPlatform/linux/System.h"
 #include "HVKPlatform/linux/Topology.h"
+#include "HVKPlatform/linux/UserClient.h"
 
 namespace hvk {
 
@@ -31,6 +35,7 @@ public:
     BluetoothPort& bluetooth() override { return bluetooth_; }
     UserClientPort& userClients() override { return userClients_; }
     HIDPort& hid() override { return hid_; }
+    SensorDescriptionsPort& sensorDescriptions() override { return sensorDescriptions_; }
     FilesPort& files() override { return files_; }
     HTTPPort& http() override { return http_; }
     QueuesPort& queues() override { return queues_; }
@@ -49,8 +54,10 @@ private:
     LinuxProcessTablePort processTable_;
     LinuxRegistryPort registry_;
     LinuxBluetoothPort bluetooth_;
-    UnsupportedUserClientPort userClients_;
-    UnsupportedHIDPort hid_;
+    HardwareMonitors monitors_;
+    LinuxUserClientPort userClients_;
+    LinuxHIDPort hid_;
+    LinuxSensorDescriptionsPort sensorDescriptions_;
     UnsupportedFilesPort files_;
     UnsupportedHTTPPort http_;
     LinuxCostPort cost_;

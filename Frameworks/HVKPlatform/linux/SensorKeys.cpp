@@ -34,8 +34,8 @@ bool isSensorKey(std::uint32_t key) {
 }
 
 std::uint32_t sensorKeyAttempt(SensorKind kind, bool ofGPU, std::string_view identity, unsigned attempt) {
-    const std::uint64_t hash = attempt < HashedAttempts ? hashOf(identity, attempt)
-                                                        : hashOf(identity, 0) + (attempt - HashedAttempts);
+    const std::uint64_t hash =
+        attempt < HashedAttempts ? hashOf(identity, attempt) : hashOf(identity, 0) + (attempt - HashedAttempts);
     const auto code = [](char c) { return static_cast<std::uint32_t>(static_cast<unsigned char>(c)); };
     const auto character = [&](std::uint64_t number) { return code(Characters[number % Characters.size()]); };
     const bool isTemperature = kind == SensorKind::Temperature;

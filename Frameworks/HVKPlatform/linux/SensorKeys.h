@@ -1,9 +1,9 @@
 // SensorKeys.h - the four-character keys of the channels of hardware monitors.
 //
-// A key is a letter for what is measured and three characters 0-9 A-Z a-z, a hash of the channel's identity: the name of
-// the chip, the stable path of its device, the channel. So it is the same on every start, whatever number the chip has
-// in /sys/class/hwmon, with no table to keep. GPU temperatures, and no others, begin with "TG": clients go on asking for
-// those when they do not answer, as a sleeping GPU does not.
+// A key is a letter for what is measured and three characters 0-9 A-Z a-z, a hash of the channel's identity: the name
+// of the chip, the stable path of its device, the channel. So it is the same on every start, whatever number the chip
+// has in /sys/class/hwmon, with no table to keep. GPU temperatures, and no others, begin with "TG": clients go on
+// asking for those when they do not answer, as a sleeping GPU does not.
 //
 // Two identities may hash to one key; the chance is 1 in 238328 for a pair of one letter (3844 for GPU temperatures).
 // Then the one that came later takes the next key of its own sequence. Chips that are there at the start come in the

@@ -2,8 +2,9 @@
 // controller's calls.
 //
 // Every channel is a key (SensorKeys.h) of type "flt ", four bytes in little-endian order: degrees Celsius, revolutions
-// per minute, volts, amperes, watts, megahertz. Keys are listed in the order in which their channels were first seen, and
-// keep their index while the program runs; the index of a channel whose chip was removed answers nothing until it is back.
+// per minute, volts, amperes, watts, megahertz. Keys are listed in the order in which their channels were first seen,
+// and keep their index while the program runs; the index of a channel whose chip was removed answers nothing until it
+// is back.
 //
 // A client keeps what it once learned of a key, and takes a failed call for the value 0. So the description of a key
 // never depends on whether its sensor answers: any key of our shape is described, and one without a value now reads as

@@ -23,6 +23,7 @@
 #include "HVKPlatform/recorded/ProcessTable.h"
 #include "HVKPlatform/recorded/Processor.h"
 #include "HVKPlatform/recorded/Registry.h"
+#include "HVKPlatform/recorded/SensorDescriptions.h"
 #include "HVKPlatform/recorded/System.h"
 #include "HVKPlatform/recorded/VirtualClock.h"
 #include "HVKPlatform/recorded/VirtualQueues.h"
@@ -81,6 +82,7 @@ public:
     RecordedLoad& recordedLoad() { return load_; }
     RecordedProcessTable& recordedProcessTable() { return processTable_; }
     RecordedBluetooth& recordedBluetooth() { return bluetooth_; }
+    RecordedSensorDescriptions& recordedSensorDescriptions() { return sensorDescriptions_; }
 
     ClockPort& clock() override { return clock_; }
     SystemPort& system() override { return system_; }
@@ -92,6 +94,7 @@ public:
     BluetoothPort& bluetooth() override { return bluetooth_; }
     UserClientPort& userClients() override { return userClients_; }
     HIDPort& hid() override { return hid_; }
+    SensorDescriptionsPort& sensorDescriptions() override { return sensorDescriptions_; }
     FilesPort& files() override { return files_; }
     HTTPPort& http() override { return http_; }
     QueuesPort& queues() override { return queues_; }
@@ -115,6 +118,7 @@ private:
         LoadAnswers load;
         ProcessTableAnswers processes;
         BluetoothAnswers bluetooth;
+        SensorDescriptionsAnswers sensorDescriptions;
         RegistryAnswers registry;
     };
 
@@ -145,6 +149,7 @@ private:
     RecordedBluetooth bluetooth_;
     UnsupportedUserClientPort userClients_;
     UnsupportedHIDPort hid_;
+    RecordedSensorDescriptions sensorDescriptions_;
     UnsupportedFilesPort files_;
     UnsupportedHTTPPort http_;
     RecordedRegistry registry_;

@@ -23,7 +23,7 @@ constexpr std::array<std::pair<std::string_view, MonitorQuantity>, 7> Prefixes =
 }};
 
 /// Names that end with a running number of their class.
-constexpr std::array<std::string_view, 9> Numbered = {"nvme", "host", "phy",  "card",           "thermal_zone",
+constexpr std::array<std::string_view, 9> Numbered = {"nvme", "host", "phy",   "card",          "thermal_zone",
                                                       "i2c-", "rtc",  "input", "cooling_device"};
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }

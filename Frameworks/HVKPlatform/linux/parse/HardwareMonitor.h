@@ -31,7 +31,8 @@ double monitorDivisor(MonitorQuantity quantity);
 
 /// The path of a device without the numbers that the kernel hands out in the order in which devices appear, so that it
 /// is the same after a restart or when the device was plugged in again:
-/// "/sys/devices/pci0000:00/0000:00:1d.0/0000:03:00.0/nvme/nvme1" gives "pci0000:00/0000:00:1d.0/0000:03:00.0/nvme/nvme".
+/// "/sys/devices/pci0000:00/0000:00:1d.0/0000:03:00.0/nvme/nvme1" gives
+/// "pci0000:00/0000:00:1d.0/0000:03:00.0/nvme/nvme".
 std::string stableDevicePath(std::string_view path);
 
 /// Whether the left text comes first when runs of digits count as numbers: "i2c-2" before "i2c-10".
