@@ -28,3 +28,4 @@
 #include "HVKStatistics/core/StatisticsAverage.h"
 #include "HVKStatistics/sensors/RecipeMaker.h"
 #include "HVKStatistics/sensors/SMC.h"
+#include "HVKStatistics/sensors/SMCSensors.h"

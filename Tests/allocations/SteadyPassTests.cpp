@@ -11,6 +11,7 @@
 #include "HVKStatistics/processor/HVKStatisticsCPU.h"
 #include "HVKStatistics/processor/HVKStatisticsLoad.h"
 #include "HVKStatistics/processor/HVKStatisticsMemory.h"
+#include "HVKStatistics/sensors/SMC.h"
 
 namespace hvk {
 
@@ -72,6 +73,30 @@ TEST(SteadyPass, AllocatesNothingWith256Processors) {
     const auto machine = RecordedMachine::fromJSON(description);
     ASSERT_TRUE(machine) << machine.failure().detail;
     EXPECT_EQ(allocationsOfSteadyPasses(**machine), 0);
+}
+
+TEST(SteadyPass, ReadingSensorsAllocatesNothing) {
+    const Value description = Value::parse(R"({"schema": 1, "frames": [{"time": 1700000000.0,
+        "controller": {"services": {"AppleSMC": {"keys": [{"key": "TC0P", "type": "sp78", "bytes": "2f80"},
+            {"key": "F0Ac", "type": "fpe2", "bytes": "1f40"}]}}},
+        "hid": {"readings": [{"product": "a product of a long name", "value": 41.5}]}}]})");
+    const auto machine = RecordedMachine::fromJSON(description);
+    ASSERT_TRUE(machine) << machine.failure().detail;
+    SMC smc(**machine);
+    ASSERT_TRUE(smc.open());
+    std::vector<HIDReading> readings;
+    const auto pass = [&] {
+        float sum = smc.read("TC0P") + smc.read("F0Ac");
+        for (const char* unknown : {"a key that is not of four characters", "TG0P"})
+            EXPECT_EQ(smc.read(unknown), SMCNotAvailable);
+        EXPECT_TRUE(
+            (*machine)->hid().readings(HIDTemperatureUsagePage, HIDTemperatureUsage, HIDTemperatureEvent, readings));
+        return sum;
+    };
+    EXPECT_EQ(pass(), 2047.5F);
+    const std::uint64_t before = bench::allocations();
+    for (int count = 0; count < 20; ++count) pass();
+    EXPECT_EQ(bench::allocations() - before, 0);
 }
 
 TEST(SteadyPass, TheCounterCounts) {

@@ -4,6 +4,7 @@
 #include "HVKPlatform/darwin/Bluetooth.h"
 #include "HVKPlatform/darwin/Clock.h"
 #include "HVKPlatform/darwin/Cost.h"
+#include "HVKPlatform/darwin/HID.h"
 #include "HVKPlatform/darwin/HostPort.h"
 #include "HVKPlatform/darwin/Load.h"
 #include "HVKPlatform/darwin/Memory.h"
@@ -13,6 +14,7 @@
 #include "HVKPlatform/darwin/Registry.h"
 #include "HVKPlatform/darwin/SensorDescriptions.h"
 #include "HVKPlatform/darwin/System.h"
+#include "HVKPlatform/darwin/UserClient.h"
 
 namespace hvk {
 
@@ -48,8 +50,8 @@ private:
     DarwinProcessTablePort processTable_{diagnostics_};
     DarwinRegistryPort registry_{diagnostics_};
     DarwinBluetoothPort bluetooth_{diagnostics_};
-    UnsupportedUserClientPort userClients_;
-    UnsupportedHIDPort hid_;
+    DarwinUserClientPort userClients_{diagnostics_};
+    DarwinHIDPort hid_{diagnostics_};
     DarwinSensorDescriptionsPort sensorDescriptions_;
     UnsupportedFilesPort files_;
     UnsupportedHTTPPort http_;

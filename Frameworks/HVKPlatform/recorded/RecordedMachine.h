@@ -18,6 +18,7 @@
 #include "HVKBase/Export.h"
 #include "HVKPlatform/Machine.h"
 #include "HVKPlatform/recorded/Bluetooth.h"
+#include "HVKPlatform/recorded/HID.h"
 #include "HVKPlatform/recorded/Load.h"
 #include "HVKPlatform/recorded/Memory.h"
 #include "HVKPlatform/recorded/ProcessTable.h"
@@ -25,6 +26,7 @@
 #include "HVKPlatform/recorded/Registry.h"
 #include "HVKPlatform/recorded/SensorDescriptions.h"
 #include "HVKPlatform/recorded/System.h"
+#include "HVKPlatform/recorded/UserClient.h"
 #include "HVKPlatform/recorded/VirtualClock.h"
 #include "HVKPlatform/recorded/VirtualQueues.h"
 
@@ -82,6 +84,8 @@ public:
     RecordedLoad& recordedLoad() { return load_; }
     RecordedProcessTable& recordedProcessTable() { return processTable_; }
     RecordedBluetooth& recordedBluetooth() { return bluetooth_; }
+    RecordedUserClient& recordedUserClients() { return userClients_; }
+    RecordedHID& recordedHID() { return hid_; }
     RecordedSensorDescriptions& recordedSensorDescriptions() { return sensorDescriptions_; }
 
     ClockPort& clock() override { return clock_; }
@@ -118,6 +122,8 @@ private:
         LoadAnswers load;
         ProcessTableAnswers processes;
         BluetoothAnswers bluetooth;
+        UserClientAnswers controller;
+        HIDAnswers hid;
         SensorDescriptionsAnswers sensorDescriptions;
         RegistryAnswers registry;
     };
@@ -147,8 +153,8 @@ private:
     RecordedLoad load_;
     RecordedProcessTable processTable_;
     RecordedBluetooth bluetooth_;
-    UnsupportedUserClientPort userClients_;
-    UnsupportedHIDPort hid_;
+    RecordedUserClient userClients_;
+    RecordedHID hid_;
     RecordedSensorDescriptions sensorDescriptions_;
     UnsupportedFilesPort files_;
     UnsupportedHTTPPort http_;

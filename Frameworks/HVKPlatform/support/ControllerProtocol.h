@@ -32,7 +32,7 @@ inline constexpr std::size_t ControllerValueSize = 32;
 
 /// What a controller says of a key without reading it.
 struct ControllerKeyInfo {
-    std::uint32_t size = 0;       ///< value bytes, 1 to 32
+    std::uint32_t size = 0;       ///< value bytes; a value of more than 32 is never read
     std::uint32_t type = 0;       ///< four-character code, e.g. of "sp78"
     std::uint8_t attributes = 0;  ///< carried, not enforced
 
