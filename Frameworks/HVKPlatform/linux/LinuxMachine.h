@@ -42,6 +42,9 @@ public:
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
 
+    /// What the controller and the descriptions of sensors are made of.
+    HardwareMonitors& monitors() { return monitors_; }
+
 private:
     Diagnostics diagnostics_;
     LinuxRoot root_;
