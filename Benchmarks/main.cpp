@@ -97,6 +97,7 @@ int run(int count, char** arguments) {
 
     registerHistoryBenchmarks();
     registerProcessorBenchmarks();
+    registerSensorBenchmarks();
     MedianReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
 

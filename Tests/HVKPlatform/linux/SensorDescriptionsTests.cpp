@@ -187,8 +187,10 @@ TEST(RecipeMaker, MakesTheRecipeOfTheMachine) {
         EXPECT_FALSE(list.empty());
         for (const Value& key : list) EXPECT_TRUE(entries.contains(key)) << key;
     }
-    for (const auto& [key, entry] : entries)
-        if (entry["source"] == "smc") EXPECT_NE(sensors.smc.read(key), SMCNotAvailable) << key;
+    for (const auto& [key, entry] : entries) {
+        if (entry["source"] != "smc") continue;
+        EXPECT_NE(sensors.smc.read(key), SMCNotAvailable) << key;
+    }
     EXPECT_EQ(*RecipeMaker(sensors.machine).make(), recipe);
 
     SensorTree empty;
