@@ -17,7 +17,7 @@ namespace {
 constexpr const char* MonitorClass = "/sys/class/hwmon";
 constexpr double LongestRound = 1;
 /// A driver makes the attributes of a new chip after its directory: the chip is scanned again in this many rounds.
-constexpr unsigned ScansOfNewChip = 3;
+constexpr unsigned ScansOfNewChip = 5;
 /// More channels than any machine has; a broken tree does not fill the memory.
 constexpr std::size_t MostChannels = 3000;
 /// Time in which an energy counter moves by more than its step.
@@ -146,12 +146,13 @@ void HardwareMonitors::beginRound() {
 
 void HardwareMonitors::update() {
     const bool isFirst = !std::exchange(started_, true);
-    if (watch_.changed()) scanForChips();
     for (const auto& chip : chips_)
         if (chip->present && chip->scansLeft > 0) {
             --chip->scansLeft;
             scan(*chip);
         }
+    if (watch_.changed()) scanForChips();
+    settled_ = true;
     if (isFirst && !watch_.exists())
         (void)source_.failed({FailureKind::Absent, MonitorClass, "this machine has no hardware monitoring"});
 }
@@ -199,7 +200,6 @@ void HardwareMonitors::scanForChips() {
         return parse::naturalLess(left.node, right.node);
     });
     for (Entry& entry : entries) takeIn(std::move(entry));
-    settled_ = true;
     note();
 }
 

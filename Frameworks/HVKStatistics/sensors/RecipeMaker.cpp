@@ -70,6 +70,12 @@ bool isProcessorGroup(const std::string& group) {
     return group == "CPU" || group == "CPU Cores" || group == "CPU Dies";
 }
 
+/// Where a group stands among others: what people look for first; 0 comes first.
+std::size_t rankOf(const std::string& group) {
+    constexpr std::array<std::string_view, 7> Order = {"CPU", "CPU Cores", "CPU Dies", "GPU", "Memory", "SSD", "Disks"};
+    return static_cast<std::size_t>(std::find(Order.begin(), Order.end(), group) - Order.begin());
+}
+
 /// Makes one recipe.
 class Making {
 public:
@@ -127,8 +133,12 @@ private:
 
     void addSimpleGroup(SensorKind kind) {
         Value entries = Value::array();
-        for (const std::string& group : distinct(kind, &SensorDescription::group)) {
-            if (group.empty()) continue;
+        std::vector<std::string> groups = distinct(kind, &SensorDescription::group);
+        std::erase(groups, "");
+        std::stable_sort(groups.begin(), groups.end(), [](const std::string& left, const std::string& right) {
+            return rankOf(left) < rankOf(right);
+        });
+        for (const std::string& group : groups) {
             const Value average = averageOf(kind, group);
             if (!average.is_null()) entries.push_back(average);
             // Fans are few; of other groups the average stands for all.
