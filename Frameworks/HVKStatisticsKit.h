@@ -36,6 +36,7 @@
 #include "HVKStatistics/sensors/HVKStatisticsPlatform.h"
 #include "HVKStatistics/sensors/HVKStatisticsSensors.h"
 #include "HVKStatistics/sensors/RecipeFile.h"
+#include "HVKStatistics/sensors/RecipeMaker.h"
 #include "HVKStatistics/sensors/RecipeValue.h"
 #include "HVKStatistics/sensors/SMC.h"
 #include "HVKStatistics/sensors/SMCSensors.h"

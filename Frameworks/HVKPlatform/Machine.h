@@ -17,6 +17,7 @@
 #include "HVKPlatform/ports/Processor.h"
 #include "HVKPlatform/ports/Queues.h"
 #include "HVKPlatform/ports/Registry.h"
+#include "HVKPlatform/ports/SensorDescriptions.h"
 #include "HVKPlatform/ports/System.h"
 #include "HVKPlatform/ports/UserClient.h"
 #include "HVKPlatform/support/Diagnostics.h"
@@ -39,6 +40,7 @@ public:
     virtual BluetoothPort& bluetooth() = 0;
     virtual UserClientPort& userClients() = 0;
     virtual HIDPort& hid() = 0;
+    virtual SensorDescriptionsPort& sensorDescriptions() = 0;
     virtual FilesPort& files() = 0;
     virtual HTTPPort& http() = 0;
     virtual QueuesPort& queues() = 0;
@@ -70,6 +72,7 @@ public:
     BluetoothPort& bluetooth() override { return target_.bluetooth(); }
     UserClientPort& userClients() override { return target_.userClients(); }
     HIDPort& hid() override { return target_.hid(); }
+    SensorDescriptionsPort& sensorDescriptions() override { return target_.sensorDescriptions(); }
     FilesPort& files() override { return target_.files(); }
     HTTPPort& http() override { return target_.http(); }
     QueuesPort& queues() override { return target_.queues(); }

@@ -14,6 +14,7 @@
 #include "HVKPlatform/darwin/Processor.h"
 #include "HVKPlatform/darwin/Queues.h"
 #include "HVKPlatform/darwin/Registry.h"
+#include "HVKPlatform/darwin/SensorDescriptions.h"
 #include "HVKPlatform/darwin/System.h"
 #include "HVKPlatform/darwin/UserClient.h"
 
@@ -36,6 +37,7 @@ public:
     BluetoothPort& bluetooth() override { return bluetooth_; }
     UserClientPort& userClients() override { return userClients_; }
     HIDPort& hid() override { return hid_; }
+    SensorDescriptionsPort& sensorDescriptions() override { return sensorDescriptions_; }
     FilesPort& files() override { return files_; }
     HTTPPort& http() override { return http_; }
     QueuesPort& queues() override { return queues_; }
@@ -57,6 +59,9 @@ private:
     DarwinHIDPort hid_{diagnostics_};
     DarwinFilesPort files_{diagnostics_};
     DarwinHTTPPort http_{diagnostics_};
+    DarwinSensorDescriptionsPort sensorDescriptions_;
+    UnsupportedFilesPort files_;
+    UnsupportedHTTPPort http_;
     DarwinCostPort cost_{diagnostics_};
     // Last, so destroyed first: no work runs while the ports that it uses go.
     DarwinQueuesPort queues_;

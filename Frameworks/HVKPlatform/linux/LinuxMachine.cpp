@@ -20,5 +20,9 @@ LinuxMachine::~LinuxMachine() { http_.stop(); }
       processTable_(root_, system_.ticksPerSecond().valueOr(100), system_.pageSize().valueOr(4096), diagnostics_,
                     choice),
       registry_(root_, topology_, diagnostics_) {}
+      monitors_(root_, clock_, diagnostics_),
+      userClients_(monitors_),
+      hid_(root_, diagnostics_),
+      sensorDescriptions_(monitors_, hid_) {}
 
 }  // namespace hvk

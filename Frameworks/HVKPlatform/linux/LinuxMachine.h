@@ -7,6 +7,8 @@
 #include "HVKPlatform/linux/Cost.h"
 #include "HVKPlatform/linux/Files.h"
 #include "HVKPlatform/linux/HTTP.h"
+#include "HVKPlatform/linux/HID.h"
+#include "HVKPlatform/linux/HardwareMonitors.h"
 #include "HVKPlatform/linux/LinuxRoot.h"
 #include "HVKPlatform/linux/Load.h"
 #include "HVKPlatform/linux/Memory.h"
@@ -14,8 +16,10 @@
 #include "HVKPlatform/linux/Processor.h"
 #include "HVKPlatform/linux/Queues.h"
 #include "HVKPlatform/linux/Registry.h"
+#include "HVKPlatform/linux/SensorDescriptions.h"
 #include "HVKPlatform/linux/System.h"
 #include "HVKPlatform/linux/Topology.h"
+#include "HVKPlatform/linux/UserClient.h"
 
 namespace hvk {
 
@@ -36,11 +40,15 @@ public:
     BluetoothPort& bluetooth() override { return bluetooth_; }
     UserClientPort& userClients() override { return userClients_; }
     HIDPort& hid() override { return hid_; }
+    SensorDescriptionsPort& sensorDescriptions() override { return sensorDescriptions_; }
     FilesPort& files() override { return files_; }
     HTTPPort& http() override { return http_; }
     QueuesPort& queues() override { return queues_; }
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
+
+    /// What the controller and the descriptions of sensors are made of.
+    HardwareMonitors& monitors() { return monitors_; }
 
 private:
     Diagnostics diagnostics_;
@@ -58,6 +66,12 @@ private:
     UnsupportedHIDPort hid_;
     LinuxFilesPort files_;
     CurlHTTPPort http_;
+    HardwareMonitors monitors_;
+    LinuxUserClientPort userClients_;
+    LinuxHIDPort hid_;
+    LinuxSensorDescriptionsPort sensorDescriptions_;
+    UnsupportedFilesPort files_;
+    UnsupportedHTTPPort http_;
     LinuxCostPort cost_;
     AsioQueuesPort queues_;  ///< last, so that its threads end before what they use
 };

@@ -44,6 +44,7 @@ RecordedMachine::RecordedMachine(double wallSeconds, double monotonicSeconds)
       hid_(diagnostics_),
       files_(diagnostics_),
       http_(queues_, diagnostics_),
+      sensorDescriptions_(diagnostics_),
       registry_(tree_, diagnostics_),
       queues_(clock_) {
     queues_.setEvents({[this]() -> std::optional<VirtualTime> {
@@ -92,6 +93,7 @@ std::unique_ptr<RecordedMachine> RecordedMachine::read(const RecordingField& des
     if (schema.unsignedInteger() != Schema) schema.fault("should be 1, the only schema there is");
     description.allowOnly({"schema", "name", "system", "processor", "memory", "load", "processes", "registry",
                            "bluetooth", "controller", "hid", "files", "http", "frames"});
+                           "bluetooth", "controller", "hid", "sensors", "frames"});
 
     const RecordingField frames = description.require("frames");
     if (frames.size() == 0) frames.fault("should hold at least one frame");
@@ -150,11 +152,13 @@ void RecordedMachine::readSections(const RecordingField& field, Answers& answers
     if (const auto section = field.find("http")) readHTTP(*section, answers.http);
     if (const auto section = field.find("controller")) readUserClient(*section, answers.controller);
     if (const auto section = field.find("hid")) readHID(*section, answers.hid);
+    if (const auto section = field.find("sensors")) readSensorDescriptions(*section, answers.sensorDescriptions);
 }
 
 void RecordedMachine::readFrame(const RecordingField& frame, Answers& answers, TreeRegistry& tree) {
     frame.allowOnly({"time", "monotonic", "system", "processor", "memory", "load", "processes", "registry", "bluetooth",
                      "controller", "hid", "files", "http"});
+                     "controller", "hid", "sensors"});
     if (const auto processor = frame.find("processor"); processor && processor->value().is_object())
         if (const auto architecture = processor->find("architecture"))
             architecture->fault("does not change; it belongs to the description");
@@ -168,6 +172,10 @@ RecordedMachine::Answers RecordedMachine::answers() const {
     return {system_.answers(),       processor_.answers(), memory_.answers(),      load_.answers(),
             processTable_.answers(), bluetooth_.answers(), userClients_.answers(), hid_.answers(),
             registry_.answers(),     files_.answers(),     http_.answers()};
+    return {system_.answers(),      processor_.answers(),    memory_.answers(),
+            load_.answers(),        processTable_.answers(), bluetooth_.answers(),
+            userClients_.answers(), hid_.answers(),          sensorDescriptions_.answers(),
+            registry_.answers()};
 }
 
 void RecordedMachine::setAnswers(Answers answers) {
@@ -179,6 +187,7 @@ void RecordedMachine::setAnswers(Answers answers) {
     bluetooth_.setAnswers(std::move(answers.bluetooth));
     userClients_.setAnswers(std::move(answers.controller));
     hid_.setAnswers(std::move(answers.hid));
+    sensorDescriptions_.setAnswers(std::move(answers.sensorDescriptions));
     registry_.setAnswers(std::move(answers.registry));
     files_.setAnswers(std::move(answers.files));
     http_.setAnswers(std::move(answers.http));

@@ -26,6 +26,7 @@
 #include "HVKPlatform/recorded/ProcessTable.h"
 #include "HVKPlatform/recorded/Processor.h"
 #include "HVKPlatform/recorded/Registry.h"
+#include "HVKPlatform/recorded/SensorDescriptions.h"
 #include "HVKPlatform/recorded/System.h"
 #include "HVKPlatform/recorded/UserClient.h"
 #include "HVKPlatform/recorded/VirtualClock.h"
@@ -89,6 +90,7 @@ public:
     RecordedHTTP& recordedHTTP() { return http_; }
     RecordedUserClient& recordedUserClients() { return userClients_; }
     RecordedHID& recordedHID() { return hid_; }
+    RecordedSensorDescriptions& recordedSensorDescriptions() { return sensorDescriptions_; }
 
     ClockPort& clock() override { return clock_; }
     SystemPort& system() override { return system_; }
@@ -100,6 +102,7 @@ public:
     BluetoothPort& bluetooth() override { return bluetooth_; }
     UserClientPort& userClients() override { return userClients_; }
     HIDPort& hid() override { return hid_; }
+    SensorDescriptionsPort& sensorDescriptions() override { return sensorDescriptions_; }
     FilesPort& files() override { return files_; }
     HTTPPort& http() override { return http_; }
     QueuesPort& queues() override { return queues_; }
@@ -125,6 +128,7 @@ private:
         BluetoothAnswers bluetooth;
         UserClientAnswers controller;
         HIDAnswers hid;
+        SensorDescriptionsAnswers sensorDescriptions;
         RegistryAnswers registry;
         FilesAnswers files;
         HTTPAnswers http;
@@ -159,6 +163,9 @@ private:
     RecordedHID hid_;
     RecordedFiles files_;
     RecordedHTTP http_;
+    RecordedSensorDescriptions sensorDescriptions_;
+    UnsupportedFilesPort files_;
+    UnsupportedHTTPPort http_;
     RecordedRegistry registry_;
     UnsupportedCostPort cost_;
     std::deque<Frame> frames_;
