@@ -6,6 +6,7 @@ namespace hvk::bench {
 void registerHistoryBenchmarks();
 void registerProcessorBenchmarks();
 void registerSensorBenchmarks();
+void registerRecipeBenchmarks();
 void registerRegistryBenchmarks();
 
 }  // namespace hvk::bench

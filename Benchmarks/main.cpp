@@ -98,6 +98,7 @@ int run(int count, char** arguments) {
     registerHistoryBenchmarks();
     registerProcessorBenchmarks();
     registerSensorBenchmarks();
+    registerRecipeBenchmarks();
     registerRegistryBenchmarks();
     MedianReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);

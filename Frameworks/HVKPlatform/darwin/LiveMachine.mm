@@ -60,8 +60,6 @@ private:
     DarwinFilesPort files_{diagnostics_};
     DarwinHTTPPort http_{diagnostics_};
     DarwinSensorDescriptionsPort sensorDescriptions_;
-    UnsupportedFilesPort files_;
-    UnsupportedHTTPPort http_;
     DarwinCostPort cost_{diagnostics_};
     // Last, so destroyed first: no work runs while the ports that it uses go.
     DarwinQueuesPort queues_;

@@ -26,10 +26,9 @@ namespace hvk {
 /// All ports over one root.
 class LinuxMachine : public Machine {
 public:
-    explicit LinuxMachine(const std::string& root = "/");
-    ~LinuxMachine() override;
     /// `choice` is for tests and measurements of one source.
     explicit LinuxMachine(const std::string& root = "/", ProcessSourceChoice choice = ProcessSourceChoice::Best);
+    ~LinuxMachine() override;
     ClockPort& clock() override { return clock_; }
     SystemPort& system() override { return system_; }
     ProcessorPort& processor() override { return processor_; }
@@ -62,16 +61,12 @@ private:
     LinuxProcessTablePort processTable_;
     LinuxRegistryPort registry_;
     LinuxBluetoothPort bluetooth_;
-    UnsupportedUserClientPort userClients_;
-    UnsupportedHIDPort hid_;
-    LinuxFilesPort files_;
-    CurlHTTPPort http_;
     HardwareMonitors monitors_;
     LinuxUserClientPort userClients_;
     LinuxHIDPort hid_;
     LinuxSensorDescriptionsPort sensorDescriptions_;
-    UnsupportedFilesPort files_;
-    UnsupportedHTTPPort http_;
+    LinuxFilesPort files_;
+    CurlHTTPPort http_;
     LinuxCostPort cost_;
     AsioQueuesPort queues_;  ///< last, so that its threads end before what they use
 };

@@ -92,8 +92,7 @@ std::unique_ptr<RecordedMachine> RecordedMachine::read(const RecordingField& des
     const RecordingField schema = description.require("schema");
     if (schema.unsignedInteger() != Schema) schema.fault("should be 1, the only schema there is");
     description.allowOnly({"schema", "name", "system", "processor", "memory", "load", "processes", "registry",
-                           "bluetooth", "controller", "hid", "files", "http", "frames"});
-                           "bluetooth", "controller", "hid", "sensors", "frames"});
+                           "bluetooth", "controller", "hid", "sensors", "files", "http", "frames"});
 
     const RecordingField frames = description.require("frames");
     if (frames.size() == 0) frames.fault("should hold at least one frame");
@@ -157,8 +156,7 @@ void RecordedMachine::readSections(const RecordingField& field, Answers& answers
 
 void RecordedMachine::readFrame(const RecordingField& frame, Answers& answers, TreeRegistry& tree) {
     frame.allowOnly({"time", "monotonic", "system", "processor", "memory", "load", "processes", "registry", "bluetooth",
-                     "controller", "hid", "files", "http"});
-                     "controller", "hid", "sensors"});
+                     "controller", "hid", "sensors", "files", "http"});
     if (const auto processor = frame.find("processor"); processor && processor->value().is_object())
         if (const auto architecture = processor->find("architecture"))
             architecture->fault("does not change; it belongs to the description");
@@ -169,13 +167,10 @@ void RecordedMachine::readFrame(const RecordingField& frame, Answers& answers, T
 // Frames
 
 RecordedMachine::Answers RecordedMachine::answers() const {
-    return {system_.answers(),       processor_.answers(), memory_.answers(),      load_.answers(),
-            processTable_.answers(), bluetooth_.answers(), userClients_.answers(), hid_.answers(),
-            registry_.answers(),     files_.answers(),     http_.answers()};
     return {system_.answers(),      processor_.answers(),    memory_.answers(),
             load_.answers(),        processTable_.answers(), bluetooth_.answers(),
             userClients_.answers(), hid_.answers(),          sensorDescriptions_.answers(),
-            registry_.answers()};
+            registry_.answers(),    files_.answers(),        http_.answers()};
 }
 
 void RecordedMachine::setAnswers(Answers answers) {

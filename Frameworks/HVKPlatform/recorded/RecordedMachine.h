@@ -164,8 +164,6 @@ private:
     RecordedFiles files_;
     RecordedHTTP http_;
     RecordedSensorDescriptions sensorDescriptions_;
-    UnsupportedFilesPort files_;
-    UnsupportedHTTPPort http_;
     RecordedRegistry registry_;
     UnsupportedCostPort cost_;
     std::deque<Frame> frames_;
