@@ -26,3 +26,7 @@
 #include "HVKStatistics/core/HVKStatisticsOSVersion.h"
 #include "HVKStatistics/core/HVKTryCatch.h"
 #include "HVKStatistics/core/StatisticsAverage.h"
+#include "HVKStatistics/processes/HVKStatisticsProcesses.h"
+#include "HVKStatistics/processes/ProcessFamilies.h"
+#include "HVKStatistics/processes/ProcessNames.h"
+#include "HVKStatistics/processes/ProcessUpdate.h"
