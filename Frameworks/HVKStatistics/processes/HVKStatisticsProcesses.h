@@ -10,6 +10,8 @@
 // Steady passes allocate nothing.
 #pragma once
 
+#include <array>
+#include <concepts>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -132,11 +134,21 @@ public:
     /// `updateHierarchy` makes that list, with the newest configuration for its key.
     const ProcessListRows* sortedProcesses(const ProcessListConfig& configuration);
 
-    /// The same three with dictionaries. Null when there is no list, and for a configuration that makes no sense; the
-    /// machine's diagnostics say why.
-    Value processesWithConfig(const Value& configuration);
-    Value combinedProcessesWithConfig(const Value& configuration);
-    Value sortedProcesses(const Value& configuration);
+    /// The same three with dictionaries: a configuration as ProcessListConfig::fromValue reads it, the rows as
+    /// ProcessListRows::toValue writes them. Null when there is no list, and for a configuration that makes no sense;
+    /// the machine's diagnostics say why. (Templates, so that {ProcessListKey::CPU, 5} is no dictionary.)
+    template <std::same_as<Value> Dictionary>
+    Value processesWithConfig(const Dictionary& configuration) {
+        return listValue(configuration, ListKind::Processes);
+    }
+    template <std::same_as<Value> Dictionary>
+    Value combinedProcessesWithConfig(const Dictionary& configuration) {
+        return listValue(configuration, ListKind::Families);
+    }
+    template <std::same_as<Value> Dictionary>
+    Value sortedProcesses(const Dictionary& configuration) {
+        return listValue(configuration, ListKind::Cached);
+    }
 
     /// Every list in the cache by its cache key: {"cpu": [...], "power-combined": [...]}.
     Value sortedCache() const;
@@ -162,15 +174,41 @@ public:
     void setDemo(bool demo) override { demo_ = demo; }
 
 private:
+    enum class ListKind : std::uint8_t { Processes, Families, Cached };
+
+    template <class IsAnother, class Make>
+    void replaceTable(IsAnother&& isAnother, Make&& make);
+    std::shared_ptr<StatisticsProcessItem> makeItem(std::int32_t pid, const ProcessUsage& usage);
+    void readCounters();
+    void updateFigures(StatisticsProcessItem& item, const ProcessUsage& usage, double now);
+    std::int32_t controllingOf(std::int32_t pid, std::int32_t fallback);
+    ProcessSnapshot snapshot();
+    ProcessSnapshotRecord recordAt(std::size_t index);
+    std::shared_ptr<StatisticsProcessItem> itemAt(std::size_t index) const;
+    Value listValue(const Value& configuration, ListKind kind);
     const std::vector<ProcessListRow>& latest(ProcessListKey key) const;
 
     Machine& machine_;
+    ProcessTablePort& table_;
     std::int64_t tbfrequency_;
     double time_ = 0;
+    bool knowsResponsible_ = true;  ///< until the machine says that it never does
+    bool demo_ = false;
+
+    mutable std::mutex listMutex_;  ///< other threads take `list_` under it; the sampling thread alone changes it
     std::shared_ptr<const StatisticsProcessList> list_ = std::make_shared<const StatisticsProcessList>();
+
+    // Kept between passes so that a steady one allocates nothing.
+    std::vector<std::int32_t> pids_;
+    std::vector<ProcessUsage> usage_;  ///< in the order of `list_`
+    bool areCountersNew_ = false;      ///< no figures were made from them yet
+    std::int64_t counterFrequency_;    ///< ticks per second of `usage_`
+
     ProcessHierarchy hierarchy_;
     ProcessLists lists_;
-    bool demo_ = false;
+    std::array<std::array<std::optional<ProcessListConfig>, 2>, ProcessListKeyCount> wanted_;
+    SourceHealth* snapshotHealth_ = nullptr;  ///< registered when a host first sends one
+    SourceHealth* configHealth_ = nullptr;
 };
 
 }  // namespace hvk

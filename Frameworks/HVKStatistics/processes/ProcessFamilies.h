@@ -4,12 +4,19 @@
 // count as part of the terminal. Names are compared exactly, letter case included. Thread: the sampling thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <limits>
+#include <utility>
+#include <vector>
 
 #include "HVKBase/Export.h"
 #include "HVKStatistics/processes/StatisticsProcessList.h"
 
 namespace hvk {
+
+/// No place in a list.
+inline constexpr std::size_t NoProcess = std::numeric_limits<std::size_t>::max();
 
 /// What a name says; bits of `StatisticsProcessItem::familyRules`.
 enum ProcessFamilyRule : std::uint32_t {
@@ -25,24 +32,35 @@ enum ProcessFamilyRule : std::uint32_t {
 /// The rules for the name of an item; remembered on it.
 HVK_EXPORT std::uint32_t familyRules(StatisticsProcessItem& item);
 
-/// The processes that services hang under. Null when there is none.
-struct ProcessServiceHeads {
+/// The processes that services hang under, as places in a list.
+class HVK_EXPORT ProcessFamilies {
+public:
+    /// Looks for them in one pass over the list; what it needs is kept for the next time.
+    void find(const StatisticsProcessList& processes);
+
     /// The first process whose type has bit 4. One that is itself an indexer comes after all that are not, so that the
-    /// indexers gather under the application.
-    StatisticsProcessItem* spotlight = nullptr;
+    /// indexers gather under the application. `NoProcess` when there is none, like the others.
+    std::size_t spotlight() const { return spotlight_; }
+
     /// The first whose type has bit 64.
-    StatisticsProcessItem* notificationCenter = nullptr;
+    std::size_t notificationCenter() const { return notificationCenter_; }
+
+    /// The first whose type has bit 8 and whose user is `user`. Logarithmic.
+    std::size_t safari(std::uint32_t user) const;
+
+    /// What the process at `index` hangs under: a service's head, or its `familyParent`; nothing for the kernel and
+    /// launchd.
+    std::size_t headOf(const StatisticsProcessList& processes, std::size_t index) const;
+
+private:
+    std::size_t spotlight_ = NoProcess;
+    std::size_t notificationCenter_ = NoProcess;
+    std::vector<std::pair<std::uint32_t, std::size_t>> safaris_;  ///< by user, then by place
 };
-
-/// Finds them in one pass over the list.
-HVK_EXPORT ProcessServiceHeads serviceHeads(const StatisticsProcessList& processes);
-
-/// The first process whose type has bit 8 and whose user is `user`; null when there is none.
-HVK_EXPORT StatisticsProcessItem* safariOfUser(const StatisticsProcessList& processes, std::uint32_t user);
 
 /// The process that started the item, else the one responsible for it, when that one takes the item into its family:
 /// neither may be the item itself, the kernel, launchd or unreadable, and shells, interpreters and launchers take only
-/// "sh". Null for a row of its own.
-HVK_EXPORT StatisticsProcessItem* familyParent(const StatisticsProcessList& processes, StatisticsProcessItem& item);
+/// "sh". `NoProcess` for a row of its own.
+HVK_EXPORT std::size_t familyParent(const StatisticsProcessList& processes, StatisticsProcessItem& item);
 
 }  // namespace hvk

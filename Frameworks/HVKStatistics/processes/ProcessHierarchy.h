@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "HVKBase/Export.h"
+#include "HVKStatistics/processes/ProcessFamilies.h"
 #include "HVKStatistics/processes/ProcessMetric.h"
 #include "HVKStatistics/processes/StatisticsProcessList.h"
 
@@ -93,17 +94,15 @@ public:
     const ProcessHierarchyNodes& nodes() const { return top_; }
 
 private:
-    using Index = std::int32_t;
-    static constexpr Index None = -1;
-
     void findParents();
     void cutRings();
     void link();
 
     std::shared_ptr<const StatisticsProcessList> processes_;
-    std::vector<Index> parents_;  ///< by place in the list; None at the top level
-    std::vector<bool> present_;   ///< which processes have a node
-    std::vector<Index> marks_;    ///< which walk came by, while rings are looked for
+    ProcessFamilies families_;
+    std::vector<std::size_t> parents_;  ///< by place in the list; NoProcess at the top level
+    std::vector<std::uint8_t> isIn_;    ///< which processes have a node
+    std::vector<std::size_t> walks_;    ///< which walk came by, while rings are looked for
     std::vector<ProcessHierarchyNode> pool_;
     ProcessHierarchyNodes top_;
 };

@@ -84,6 +84,12 @@ public:
     /// The list that was made last, or null.
     const ProcessListRows* find(ProcessListKey key, bool combined) const;
 
+    /// The one of a key that was made last, of processes or of families; null when there is none.
+    const ProcessListRows* latest(ProcessListKey key) const;
+
+    /// Every list by the name of its configuration.
+    Value toValue() const;
+
     /// Forgets every list.
     void clear();
 
@@ -101,6 +107,7 @@ private:
 
     std::vector<Candidate> candidates_;  ///< kept so that a list allocates nothing
     std::array<std::array<std::optional<ProcessListRows>, 2>, ProcessListKeyCount> cache_;
+    std::array<bool, ProcessListKeyCount> latestIsCombined_{};
 };
 
 }  // namespace hvk

@@ -41,11 +41,9 @@ struct HVK_EXPORT ProcessSnapshot {
     /// wrong type or range; then nothing of it is used. Of two records with one pid the first counts.
     static Result<ProcessSnapshot> fromValue(const Value& dictionary);
 
-    /// The dictionary. Names and paths that are no UTF-8 are mended.
-    Value toValue() const;
+    /// The dictionary; without "stats" and counters when `withCounters` is false. "stats" is false where no counter is
+    /// known. Names and paths that are no UTF-8 are mended.
+    Value toValue(bool withCounters = true) const;
 };
-
-/// One record as a dictionary; what `usage` does not know is left out.
-HVK_EXPORT Value processRecordValue(const ProcessSnapshotRecord& record);
 
 }  // namespace hvk

@@ -92,7 +92,7 @@ public:
     const StatisticsProcessPowerHistory* powerHistory() const { return powerHistory_.records(); }
 
     /// Shifts the ring by one and writes the newest record.
-    void addPowerUsage(double power, double time) { powerHistory_.append({time, power}); }
+    void addPowerUsage(double usage, double time) { powerHistory_.append({time, usage}); }
 
     /// The mean power of the records whose time is above 0; 0 when there is none.
     double powerAverage() const;
