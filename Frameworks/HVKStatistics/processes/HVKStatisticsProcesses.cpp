@@ -156,7 +156,7 @@ std::shared_ptr<StatisticsProcessItem> HVKStatisticsProcesses::makeItem(std::int
     if (item->name.starts_with("Web App"))
         if (const auto bundle = pathForWebApp(table_, pid))
             updateProcessNameWithPath(table_, information, *bundle, *item);
-    item->type = typeForProcess(table_, *item);
+    item->type = information.startsServices ? StatisticsProcessTypeLaunchd : typeForProcess(table_, *item);
     return item;
 }
 
