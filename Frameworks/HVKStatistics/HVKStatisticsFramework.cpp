@@ -28,6 +28,8 @@ HVKStatisticsFramework::HVKStatisticsFramework(Machine& machine, std::shared_ptr
       load_(std::make_shared<HVKStatisticsLoad>(machine)),
       sensors_(std::make_shared<HVKStatisticsSensors>(machine)),
       uptime_(std::make_shared<HVKStatisticsUptime>(machine)) {}
+      uptime_(std::make_shared<HVKStatisticsUptime>(machine)),
+      processes_(std::make_shared<HVKStatisticsProcesses>(machine)) {}
 
 HVKStatisticsFramework::~HVKStatisticsFramework() { setHardwareNotifier(nullptr); }
 

@@ -16,42 +16,10 @@
 
 #include "HVKPlatform/LiveMachine.h"
 #include "HVKPlatform/linux/LinuxMachine.h"
+#include "live/Child.h"
 
 namespace hvk {
 namespace {
-
-/// A child that works as told and then waits to be ended.
-class Child {
-public:
-    template <class Work>
-    explicit Child(Work work) {
-        int ready[2];
-        if (::pipe(ready) != 0) return;
-        pid_ = ::fork();
-        if (pid_ == 0) {
-            work();
-            (void)!::write(ready[1], "x", 1);
-            for (;;) ::pause();
-        }
-        char byte = 0;
-        ::close(ready[1]);
-        (void)!::read(ready[0], &byte, 1);
-        ::close(ready[0]);
-    }
-    ~Child() { end(); }
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-    void end() {
-        if (pid_ <= 0) return;
-        ::kill(pid_, SIGKILL);
-        ::waitpid(pid_, nullptr, 0);
-        pid_ = -1;
-    }
-    std::int32_t pid() const { return pid_; }
-
-private:
-    pid_t pid_ = -1;
-};
 
 void burnProcessorTime(double seconds) {
     timespec used{};

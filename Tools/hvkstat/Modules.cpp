@@ -33,6 +33,36 @@ Value uptimeStats(HVKStatisticsFramework& framework, double time) {
     return {{"boot", framework.Uptime()->boot}, {"uptime", uptimeSeconds(*framework.Uptime(), time)}};
 }
 
+/// The lists that this host shows: the busiest processes and families by each of these.
+constexpr ProcessListKey ProcessKeys[] = {ProcessListKey::CPU,     ProcessListKey::Memory,
+                                          ProcessListKey::Power,   ProcessListKey::Energy,
+                                          ProcessListKey::Network, ProcessListKey::DiskActivity};
+constexpr std::int64_t ProcessRows = 10;
+constexpr std::int64_t ProcessRowsShown = 5;
+
+Value processesStats(HVKStatisticsFramework& framework, double) {
+    HVKStatisticsProcesses& processes = *framework.Processes();
+    Value lists = {{"count", processes.processes().size()}};
+    for (const ProcessListKey key : ProcessKeys) {
+        ProcessListConfig configuration{key, ProcessRows, 0, false};
+        lists[configuration.cacheKey()] = processes.processesWithConfig(configuration).toValue();
+        configuration.combine = true;
+        lists[configuration.cacheKey()] = processes.combinedProcessesWithConfig(configuration).toValue();
+    }
+    return lists;
+}
+
+void fillProcesses(HVKStatisticsFramework& framework, double, ReportView& view) {
+    HVKStatisticsProcesses& processes = *framework.Processes();
+    ProcessesView shown;
+    shown.count = processes.processes().size();
+    const ProcessListRows& list =
+        processes.combinedProcessesWithConfig({ProcessListKey::CPU, ProcessRowsShown, 0, true});
+    for (const ProcessListRow& row : list.rows)
+        shown.families.push_back({row.process->pid, row.process->name, row.values[0]});
+    view.processes = std::move(shown);
+}
+
 std::vector<ModuleEntry> makeEntries() {
     using Framework = HVKStatisticsFramework;
     return {
@@ -73,6 +103,13 @@ std::vector<ModuleEntry> makeEntries() {
            [](Framework& framework, double start, double end, std::int64_t interval) {
                return framework.Load()->historyAverage(start, end, interval);
            }}}},
+        {"processes",
+         [](Framework& framework, double time) { framework.Processes()->update(time); },
+         processesStats,
+         fillProcesses,
+         {},
+         true,
+         [](Framework& framework, double time) { framework.Processes()->update(time); }},
         // The boot time is read when the module is made.
         {"uptime", [](Framework&, double) {}, uptimeStats, fillUptime, {}},
     };

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -17,6 +18,7 @@ enum class CommandName { Report, History, Doctor, Recipe };
 
 /// What `recipe` does.
 enum class RecipeAction { Decode, Encode, Check };
+enum class CommandName { Report, History, Processes, Doctor };
 
 /// A bound of a window of time: seconds since 1970, or relative to the end of what can be measured.
 struct TimeBound {
@@ -40,6 +42,13 @@ struct Options {
     std::vector<std::string> modules;  ///< names from Modules.h, each once, in its order
     double interval = 1;               ///< seconds
     std::uint64_t count = 1;
+
+    // processes
+    std::string sort = "cpu";         ///< a metric of processSortKeys
+    std::uint64_t rows = 20;          ///< most rows to print
+    std::optional<double> threshold;  ///< least energy impact; only with "power"
+    bool combine = false;             ///< a row for each family
+    bool tree = false;                ///< the families with their members
 
     // history
     std::string history;  ///< a name from Modules.h
@@ -67,6 +76,9 @@ std::variant<Options, Exit> parseArguments(const std::vector<std::string>& argum
 /// Seconds since 1970 ("1700000000", "1700000000.5"), or with a leading minus seconds before the end ("-60", "-0"), or
 /// "now" for "-0". Malformed with a detail that says what is accepted.
 Result<TimeBound> parseTimeBound(std::string_view text);
+
+/// What processes can be sorted by: "cpu", "memory", ...
+const std::vector<std::string>& processSortKeys();
 
 /// The exit codes of the program.
 inline constexpr int ExitOk = 0;

@@ -12,6 +12,7 @@
 #include "hvkstat/commands/History.h"
 #include "hvkstat/commands/Live.h"
 #include "hvkstat/commands/Recipe.h"
+#include "hvkstat/commands/Processes.h"
 #include "hvkstat/commands/Report.h"
 #include "hvkstat/render/Units.h"
 
@@ -32,6 +33,7 @@ int runCommand(const Options& options, const Host& host) {
     Session& session = **opened;
     switch (options.command) {
         case CommandName::History: return runHistory(session, options, host);
+        case CommandName::Processes: return runProcesses(session, options, host);
         case CommandName::Doctor: return runDoctor(session, options, host);
         case CommandName::Recipe:
         case CommandName::Report: break;

@@ -22,6 +22,7 @@ Result<T> difference(const Result<T>& before, const Result<T>& after) {
 Result<std::unique_ptr<Session>> Session::open(const Options& options) {
     std::vector<std::string> modules = options.modules;
     if (options.command == CommandName::History) modules = {std::string(findHistory(options.history).module->name)};
+    if (options.command == CommandName::Processes) modules = {"processes"};
 
     if (!options.machine.empty()) {
         auto recorded = RecordedMachine::fromFile(options.machine);
@@ -43,6 +44,9 @@ Session::Session(std::unique_ptr<Machine> machine, const std::vector<std::string
         if (modules.empty() || std::find(modules.begin(), modules.end(), entry.name) != modules.end())
             modules_.push_back(&entry);
     framework_ = std::make_unique<HVKStatisticsFramework>(*machine_);
+    const double time = machine_->clock().wallSeconds();
+    for (const ModuleEntry* module : modules_)
+        if (module->begin != nullptr) module->begin(*framework_, time);
     model_ = machine_->system().modelName().valueOr("");
     system_ = machine_->system().operatingSystemName().valueOr("");
 }

@@ -15,6 +15,9 @@ namespace {
 /// The kernel itself hands out no more than this for one program's arguments.
 constexpr std::size_t LongestArguments = std::size_t{6} << 20;
 
+constexpr std::int32_t FirstProcess = 1;
+constexpr std::string_view UserServiceManager = "systemd";
+
 std::string fileOf(std::int32_t pid, const char* name) { return "/proc/" + std::to_string(pid) + "/" + name; }
 
 /// Splits at each NUL; what follows the last one without a NUL of its own is an argument too.
@@ -35,6 +38,15 @@ LinuxProcessTablePort::LinuxProcessTablePort(const LinuxRoot& root, std::uint64_
     : root_(root),
       pageSize_(pageSize),
       source_(std::make_unique<BestProcessSource>(root, ticksPerSecond, pageSize, diagnostics, choice)) {}
+
+Result<ProcessInformation> LinuxProcessTablePort::information(std::int32_t pid) {
+    auto information = source_->information(pid);
+    // A user's service manager is the first one's child, under the first one's name.
+    if (information)
+        information->startsServices = pid == FirstProcess || (information->parent == FirstProcess &&
+                                                              information->command == UserServiceManager);
+    return information;
+}
 
 Result<std::uint64_t> LinuxProcessTablePort::footprint(std::int32_t pid) {
     const auto text = root_.readFile(fileOf(pid, "statm"), 4096);

@@ -22,7 +22,7 @@ public:
     /// Nanoseconds, however coarse the clock ticks of the source are.
     Result<std::int64_t> timebaseFrequency() override { return std::int64_t{1'000'000'000}; }
     Status pids(std::vector<std::int32_t>& pids) override { return source_->pids(pids); }
-    Result<ProcessInformation> information(std::int32_t pid) override { return source_->information(pid); }
+    Result<ProcessInformation> information(std::int32_t pid) override;
     void usage(std::span<const std::int32_t> pids, std::span<ProcessUsage> usage) override {
         source_->usage(pids, usage);
     }

@@ -24,6 +24,9 @@ struct ProcessInformation {
     std::string name;     ///< the long name; empty when the system has none
     /// Tells a process from a later one with the same pid: when it started, in units of the adapter; never 0.
     std::uint64_t identity = 0;
+    /// It starts the services of the system or of a user: all others descend from it, and none counts with it. Linux:
+    /// the first process, and a user's service manager. macOS does not say it here; the name does.
+    bool startsServices = false;
 };
 
 /// How much the kernel told of a process's usage.

@@ -3,6 +3,7 @@
 // Modules.cpp fills it from the framework; ReportText draws it. A part that was not asked for is empty.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,6 +27,19 @@ struct ProcessorsView {
     std::vector<CoreView> cores;  ///< in the framework's order; empty when the machine tells of none
 };
 
+/// A family of processes.
+struct FamilyView {
+    std::int32_t pid = 0;  ///< of its head
+    std::string name;
+    double cpu = 0;  ///< percent of one processor
+};
+
+/// The processes.
+struct ProcessesView {
+    std::size_t count = 0;
+    std::vector<FamilyView> families;  ///< the busiest first
+};
+
 struct UptimeView {
     double boot = 0;    ///< seconds since 1970; 0 when unknown
     double uptime = 0;  ///< seconds
@@ -39,6 +53,7 @@ struct ReportView {
     std::optional<ProcessorsView> processors;
     std::optional<HVKStatisticsMemorySample> memory;
     std::optional<HVKStatisticsLoadSample> load;
+    std::optional<ProcessesView> processes;
     std::optional<UptimeView> uptime;
 };
 
