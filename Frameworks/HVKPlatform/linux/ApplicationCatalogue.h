@@ -74,6 +74,9 @@ public:
     /// By snap and one of its programs; the snap's only application when none is called like the program.
     const InstalledApplication* ofSnap(std::string_view snap, std::string_view program);
 
+    /// The locales that names are given in.
+    const std::vector<std::string>& locales() const { return locales_; }
+
     /// How many there are.
     std::size_t size();
 

@@ -33,39 +33,6 @@ std::size_t characterLength(std::string_view text) {
     return length;
 }
 
-/// The text with its escapes undone, fit to be shown: control characters become blanks, and it ends before the first
-/// byte that is no UTF-8 and after LongestText bytes.
-std::string shownText(std::string_view value) {
-    std::string text;
-    while (!value.empty() && text.size() < LongestText) {
-        if (value[0] == '\\' && value.size() > 1) {
-            const char next = value[1];
-            value.remove_prefix(2);
-            if (next == 's' || next == 'n' || next == 't' || next == 'r')
-                text += ' ';
-            else if (next == '\\')
-                text += '\\';
-            else if (static_cast<unsigned char>(next) >= 0x20 && static_cast<unsigned char>(next) < 0x7F)
-                text.append({'\\', next});
-            else
-                break;
-            continue;
-        }
-        const std::size_t length = characterLength(value);
-        if (length == 0 || text.size() + length > LongestText) break;
-        const unsigned char first = static_cast<unsigned char>(value[0]);
-        // C1 controls are two bytes: C2 80 to C2 9F.
-        const bool control =
-            first < 0x20 || first == 0x7F || (first == 0xC2 && static_cast<unsigned char>(value[1]) < 0xA0);
-        if (control)
-            text += ' ';
-        else
-            text.append(value.substr(0, length));
-        value.remove_prefix(length);
-    }
-    return std::string(trimmed(text));
-}
-
 /// A path or an argument: escapes undone, bytes as they are; nothing when it holds a NUL.
 std::optional<std::string> plainText(std::string_view value) {
     std::string text;
@@ -135,6 +102,37 @@ void setOnce(std::string& field, std::string_view value) {
 }
 
 }  // namespace
+
+std::string shownText(std::string_view value) {
+    std::string text;
+    while (!value.empty() && text.size() < LongestText) {
+        if (value[0] == '\\' && value.size() > 1) {
+            const char next = value[1];
+            value.remove_prefix(2);
+            if (next == 's' || next == 'n' || next == 't' || next == 'r')
+                text += ' ';
+            else if (next == '\\')
+                text += '\\';
+            else if (static_cast<unsigned char>(next) >= 0x20 && static_cast<unsigned char>(next) < 0x7F)
+                text.append({'\\', next});
+            else
+                break;
+            continue;
+        }
+        const std::size_t length = characterLength(value);
+        if (length == 0 || text.size() + length > LongestText) break;
+        const unsigned char first = static_cast<unsigned char>(value[0]);
+        // C1 controls are two bytes: C2 80 to C2 9F.
+        const bool control =
+            first < 0x20 || first == 0x7F || (first == 0xC2 && static_cast<unsigned char>(value[1]) < 0xA0);
+        if (control)
+            text += ' ';
+        else
+            text.append(value.substr(0, length));
+        value.remove_prefix(length);
+    }
+    return std::string(trimmed(text));
+}
 
 Result<DesktopEntry> parseDesktopEntry(std::string_view text, std::span<const std::string> locales) {
     DesktopEntry entry;

@@ -43,6 +43,10 @@ Result<std::vector<std::string>> parseExec(std::string_view exec);
 /// sr. `locale` may be a list with colons, as LANGUAGE is. "C" and "POSIX" give none.
 std::vector<std::string> desktopLocales(std::string_view locale);
 
+/// A value fit to be shown: escapes undone, control characters made blanks, cut before the first byte that is no UTF-8
+/// and after 1024 bytes.
+std::string shownText(std::string_view value);
+
 /// The value of `key` in `group` of a key file ("[Application]", "name" of a .flatpak-info), escapes undone; empty when
 /// there is none.
 std::string keyFileValue(std::string_view text, std::string_view group, std::string_view key);
