@@ -4,11 +4,14 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "HVKPlatform/linux/parse/AuxiliaryVector.h"
 #include "HVKPlatform/linux/parse/BlockStat.h"
+#include "HVKPlatform/linux/parse/ControlGroup.h"
+#include "HVKPlatform/linux/parse/DesktopEntry.h"
 #include "HVKPlatform/linux/parse/LoadAvg.h"
 #include "HVKPlatform/linux/parse/MemInfo.h"
 #include "HVKPlatform/linux/parse/ProcessStat.h"
@@ -37,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using namespace hvk::parse;
     if (size == 0) return 0;
     const std::string_view text(reinterpret_cast<const char*>(data + 1), size - 1);
-    switch (data[0] % 8) {
+    switch (data[0] % 10) {
         case 0: {
             ProcessorLines lines;
             const auto status = parseProcessorLines(text, lines);
@@ -51,6 +54,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         case 5: {
             const auto averages = parseLoadAverages(text);
             if (averages && averages->scale != 100) std::abort();
+            break;
+        }
+        case 8: {
+            const std::vector<std::string> locales = desktopLocales("sr_RS.UTF-8@latin:de");
+            const auto entry = parseDesktopEntry(text, locales);
+            if (entry && entry->isApplication() && !entry->hidden && entry->name.empty()) std::abort();
+            if (entry && entry->name.find_first_of("\n\r\t\x7f") != std::string::npos) std::abort();
+            const auto words = parseExec(text);
+            if (words && words->front().empty()) std::abort();
+            (void)desktopLocales(text);
+            break;
+        }
+        case 9: {
+            const auto group = parseControlGroup(text);
+            if (group && (group->path.empty() || group->leader < 0)) std::abort();
+            if (group && group->isApplication() && group->application.empty()) std::abort();
             break;
         }
         case 7: {

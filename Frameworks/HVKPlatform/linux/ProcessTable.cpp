@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 
 #include "HVKPlatform/linux/BestProcessSource.h"
 #include "HVKPlatform/linux/SystemCalls.h"
@@ -17,6 +18,8 @@ constexpr std::size_t LongestArguments = std::size_t{6} << 20;
 
 constexpr std::int32_t FirstProcess = 1;
 constexpr std::string_view UserServiceManager = "systemd";
+/// What the kernel adds to the path of a program whose file was removed or replaced.
+constexpr std::string_view Deleted = " (deleted)";
 
 std::string fileOf(std::int32_t pid, const char* name) { return "/proc/" + std::to_string(pid) + "/" + name; }
 
@@ -47,6 +50,9 @@ Result<ProcessInformation> LinuxProcessTablePort::information(std::int32_t pid) 
                                                               information->command == UserServiceManager);
     return information;
 }
+      source_(std::make_unique<ProcSource>(root, ticksPerSecond, pageSize, diagnostics)),
+      identity_(
+          root, [](const char* name) { return std::getenv(name); }, diagnostics) {}
 
 Result<std::uint64_t> LinuxProcessTablePort::footprint(std::int32_t pid) {
     const auto text = root_.readFile(fileOf(pid, "statm"), 4096);
@@ -61,10 +67,11 @@ Result<std::vector<std::string>> LinuxProcessTablePort::arguments(std::int32_t p
     std::string path(4096, '\0');
     countSystemCalls();
     const ssize_t length = ::readlink(root_.path(link).c_str(), path.data(), path.size());
-    if (length < 0) return failureFromErrno(errno, link);
+    if (length < 0) return identity_.failureOf(pid, failureFromErrno(errno, link));
     path.resize(static_cast<std::size_t>(length));
+    if (path.ends_with(Deleted)) path.resize(path.size() - Deleted.size());
     const auto line = root_.readFile(fileOf(pid, "cmdline"), LongestArguments);
-    if (!line) return line.failure();
+    if (!line) return identity_.failureOf(pid, line.failure());
     std::vector<std::string> arguments{std::move(path)};
     appendArguments(*line, arguments);
     return arguments;
