@@ -27,7 +27,6 @@ HVKStatisticsFramework::HVKStatisticsFramework(Machine& machine, std::shared_ptr
       memory_(std::make_shared<HVKStatisticsMemory>(machine)),
       load_(std::make_shared<HVKStatisticsLoad>(machine)),
       sensors_(std::make_shared<HVKStatisticsSensors>(machine)),
-      uptime_(std::make_shared<HVKStatisticsUptime>(machine)) {}
       uptime_(std::make_shared<HVKStatisticsUptime>(machine)),
       processes_(std::make_shared<HVKStatisticsProcesses>(machine)) {}
 

@@ -1,5 +1,7 @@
 #include "hvkstat/Modules.h"
 
+#include "hvkstat/SensorRecipe.h"
+
 namespace hvk::hvkstat {
 
 namespace {
@@ -63,6 +65,17 @@ void fillProcesses(HVKStatisticsFramework& framework, double, ReportView& view) 
     view.processes = std::move(shown);
 }
 
+void fillSensors(HVKStatisticsFramework& framework, double, ReportView& view) {
+    const HVKStatisticsSensors& sensors = *framework.Sensors();
+    SensorsView shown;
+    shown.count = sensors.sensors().size();
+    for (const Value& key : sensors.defaultSensors()) {
+        const auto sensor = key.is_string() ? sensors.sensorWithKey(key.get<std::string>()) : nullptr;
+        if (sensor && sensor->exists) shown.sensors.push_back({sensor->name, sensor->type, sensor->value});
+    }
+    view.sensors = std::move(shown);
+}
+
 std::vector<ModuleEntry> makeEntries() {
     using Framework = HVKStatisticsFramework;
     return {
@@ -109,7 +122,14 @@ std::vector<ModuleEntry> makeEntries() {
          fillProcesses,
          {},
          true,
-         [](Framework& framework, double time) { framework.Processes()->update(time); }},
+         [](Framework& framework, Machine&, double time) { framework.Processes()->update(time); }},
+        {"sensors",
+         [](Framework& framework, double time) { framework.Sensors()->update(time); },
+         [](Framework& framework, double) { return framework.Sensors()->stats(); },
+         fillSensors,
+         {},
+         false,
+         [](Framework& framework, Machine& machine, double) { prepareSensors(framework, machine); }},
         // The boot time is read when the module is made.
         {"uptime", [](Framework&, double) {}, uptimeStats, fillUptime, {}},
     };

@@ -50,7 +50,7 @@ struct ModuleEntry {
     /// The figures are of the time since the previous reading: a second pass at the same moment says nothing.
     bool overInterval = false;
     /// Makes the module ready before its first update, when there is something to do: a first reading, a recipe.
-    void (*begin)(HVKStatisticsFramework&, double time) = nullptr;
+    void (*begin)(HVKStatisticsFramework&, Machine&, double time) = nullptr;
 };
 
 /// Every module, in the order in which it is sampled and shown.

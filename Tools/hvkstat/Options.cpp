@@ -63,8 +63,8 @@ Exit badValue(std::string_view option, std::string_view value, std::string_view 
 
 /// The command line as text, before its values are checked.
 struct RawOptions {
-    bool json = false;
-    std::string root, machine, modules, interval, count, history, start, end, bucket;
+    bool json = false, combine = false, tree = false, all = false;
+    std::string root, machine, modules, interval, count, history, start, end, bucket, sort, threshold;
     std::string recipeAction;
     std::vector<std::string> recipeFiles;
 };
@@ -74,23 +74,18 @@ struct RecipeActionRow {
     const char* name;
     RecipeAction action;
     std::vector<const char*> files;
+    std::size_t needed;  ///< so many of them
 };
 
 const std::vector<RecipeActionRow>& recipeActions() {
     static const std::vector<RecipeActionRow> rows = {
-        {"decode", RecipeAction::Decode, {"IN"}},
-        {"encode", RecipeAction::Encode, {"IN", "OUT"}},
-        {"check", RecipeAction::Check, {"IN"}},
+        {"decode", RecipeAction::Decode, {"IN"}, 1},
+        {"encode", RecipeAction::Encode, {"IN", "OUT"}, 2},
+        {"check", RecipeAction::Check, {"IN"}, 1},
+        {"make", RecipeAction::Make, {"OUT"}, 0},
     };
     return rows;
 }
-
-/// What the options take that have a value, in words.
-std::string acceptedBy(const std::string& option, bool history) {
-    if (option == "--interval") return std::string(history ? BucketRange : IntervalRange);
-    if (option == "--count") return std::string(CountRange);
-    bool json = false, combine = false, tree = false;
-    std::string root, machine, modules, interval, count, history, start, end, bucket, sort, threshold;
 
 /// What the options of a command take that have a value, in words.
 std::string acceptedBy(const std::string& option, std::string_view command) {
@@ -161,22 +156,30 @@ std::unique_ptr<CLI::App> makeParser(RawOptions& raw) {
         "the latest impact, of every process. A family is an application or service with the processes that work\n"
         "for it; shells and launchers do not count as the family of what they start.");
 
+    CLI::App* sensors = app->add_subcommand("sensors", "print temperatures, fans, voltages, currents and power");
+    sensors->add_flag("--json", raw.json, "one JSON object");
+    sensors->add_flag("--all", raw.all, "those that do not answer too, and every key of the controller");
+    sensors->footer(
+        "Which sensors there are and what they are called is said by the recipe of the model. A Linux machine without\n"
+        "one gets a recipe of what its sensors say of themselves; 'hvkstat recipe make' prints it.");
+
     CLI::App* doctor = app->add_subcommand("doctor", "say which sources work, why not, and what measuring costs");
     doctor->add_flag("--json", raw.json, "one JSON object");
     doctor->footer(
         "Failing sources are the answer and no failure: the exit code is 1 only when nothing could be read.");
 
     CLI::App* recipe = app->add_subcommand("recipe", "read, write and check recipes: what sensors a model has");
-    recipe->add_option("ACTION", raw.recipeAction, "one of decode, encode, check")->type_name(" ");
-    recipe->add_option("FILES", raw.recipeFiles, "IN, and OUT for encode")->type_name(" ")->expected(0, -1);
+    recipe->add_option("ACTION", raw.recipeAction, "one of decode, encode, check, make")->type_name(" ");
+    recipe->add_option("FILES", raw.recipeFiles, "IN; OUT for encode and make")->type_name(" ")->expected(0, -1);
     recipe->footer(
         "recipe decode IN        print the JSON text of a recipe file\n"
         "recipe encode IN OUT    make a recipe file of a JSON text\n"
-        "recipe check IN         say what is wrong with either, by line and key; the exit code is 1 when something is");
+        "recipe check IN         say what is wrong with either, by line and key; the exit code is 1 when something is\n"
+        "recipe make [OUT]       make the recipe of this machine from what its sensors say of themselves; without OUT\n"
+        "                        its JSON text is printed");
 
     app->get_formatter()->label("SUBCOMMAND", "COMMAND");
-    for (CLI::App* command : {report, history, doctor, recipe}) {
-    for (CLI::App* command : {report, history, processes, doctor}) {
+    for (CLI::App* command : {report, history, processes, sensors, doctor, recipe}) {
         command->group("Commands");
         command->allow_extras();
         command->fallthrough();
@@ -365,7 +368,7 @@ std::optional<Exit> checkRecipe(const RawOptions& raw, Options& options) {
     }
     options.recipeAction = row->action;
     const auto& files = raw.recipeFiles;
-    if (files.size() < row->files.size())
+    if (files.size() < row->needed)
         return usageError(fmt::format("recipe {}: {} is missing", row->name, row->files[files.size()]));
     if (files.size() > row->files.size())
         return usageError(
@@ -373,9 +376,11 @@ std::optional<Exit> checkRecipe(const RawOptions& raw, Options& options) {
     for (std::size_t index = 0; index < files.size(); ++index)
         if (files[index].empty())
             return usageError(fmt::format("recipe {}: {}: the name is empty", row->name, row->files[index]));
-    options.input = files.front();
-    if (files.size() > 1) options.outputFile = files[1];
+    for (std::size_t index = 0; index < files.size(); ++index)
+        (row->files[index] == std::string_view("IN") ? options.input : options.outputFile) = files[index];
     return std::nullopt;
+}
+
 std::optional<Exit> checkProcesses(const CLI::App& processes, const RawOptions& raw, Options& options) {
     options.combine = raw.combine;
     options.tree = raw.tree;
@@ -434,6 +439,9 @@ std::variant<Options, Exit> checkOptions(const CLI::App& app, const RawOptions& 
     } else if (command.get_name() == "processes") {
         options.command = CommandName::Processes;
         wrong = checkProcesses(command, raw, options);
+    } else if (command.get_name() == "sensors") {
+        options.command = CommandName::Sensors;
+        options.all = raw.all;
     } else {
         options.command = CommandName::Doctor;
     }
@@ -490,7 +498,8 @@ std::variant<Options, Exit> parseArguments(const std::vector<std::string>& argum
                                       acceptedBy(option, given.empty() ? std::string() : given.front()->get_name())));
     } catch (const CLI::ConversionError&) {
         const auto word = std::find_if(ordered.arguments.begin(), ordered.arguments.end(), [](const std::string& one) {
-            return one.starts_with("--json=") || one.starts_with("--combine=") || one.starts_with("--tree=");
+            return one.starts_with("--json=") || one.starts_with("--combine=") || one.starts_with("--tree=") ||
+                   one.starts_with("--all=");
         });
         const std::string flag = word == ordered.arguments.end() ? "--json" : word->substr(0, word->find('='));
         return usageError(flag + ": it takes no value");

@@ -14,11 +14,10 @@
 
 namespace hvk::hvkstat {
 
-enum class CommandName { Report, History, Doctor, Recipe };
+enum class CommandName { Report, History, Processes, Sensors, Doctor, Recipe };
 
 /// What `recipe` does.
-enum class RecipeAction { Decode, Encode, Check };
-enum class CommandName { Report, History, Processes, Doctor };
+enum class RecipeAction { Decode, Encode, Check, Make };
 
 /// A bound of a window of time: seconds since 1970, or relative to the end of what can be measured.
 struct TimeBound {
@@ -49,6 +48,9 @@ struct Options {
     std::optional<double> threshold;  ///< least energy impact; only with "power"
     bool combine = false;             ///< a row for each family
     bool tree = false;                ///< the families with their members
+
+    // sensors
+    bool all = false;  ///< every key of the controller and every HID reading
 
     // history
     std::string history;  ///< a name from Modules.h

@@ -23,6 +23,8 @@ Result<std::unique_ptr<Session>> Session::open(const Options& options) {
     std::vector<std::string> modules = options.modules;
     if (options.command == CommandName::History) modules = {std::string(findHistory(options.history).module->name)};
     if (options.command == CommandName::Processes) modules = {"processes"};
+    if (options.command == CommandName::Sensors) modules = {"sensors"};
+    if (options.command == CommandName::Recipe) modules = {"uptime"};
 
     if (!options.machine.empty()) {
         auto recorded = RecordedMachine::fromFile(options.machine);
@@ -46,7 +48,7 @@ Session::Session(std::unique_ptr<Machine> machine, const std::vector<std::string
     framework_ = std::make_unique<HVKStatisticsFramework>(*machine_);
     const double time = machine_->clock().wallSeconds();
     for (const ModuleEntry* module : modules_)
-        if (module->begin != nullptr) module->begin(*framework_, time);
+        if (module->begin != nullptr) module->begin(*framework_, *machine_, time);
     model_ = machine_->system().modelName().valueOr("");
     system_ = machine_->system().operatingSystemName().valueOr("");
 }

@@ -40,7 +40,9 @@ LinuxProcessTablePort::LinuxProcessTablePort(const LinuxRoot& root, std::uint64_
                                              ProcessSourceChoice choice)
     : root_(root),
       pageSize_(pageSize),
-      source_(std::make_unique<BestProcessSource>(root, ticksPerSecond, pageSize, diagnostics, choice)) {}
+      source_(std::make_unique<BestProcessSource>(root, ticksPerSecond, pageSize, diagnostics, choice)),
+      identity_(
+          root, [](const char* name) { return std::getenv(name); }, diagnostics) {}
 
 Result<ProcessInformation> LinuxProcessTablePort::information(std::int32_t pid) {
     auto information = source_->information(pid);
@@ -50,9 +52,6 @@ Result<ProcessInformation> LinuxProcessTablePort::information(std::int32_t pid) 
                                                               information->command == UserServiceManager);
     return information;
 }
-      source_(std::make_unique<ProcSource>(root, ticksPerSecond, pageSize, diagnostics)),
-      identity_(
-          root, [](const char* name) { return std::getenv(name); }, diagnostics) {}
 
 Result<std::uint64_t> LinuxProcessTablePort::footprint(std::int32_t pid) {
     const auto text = root_.readFile(fileOf(pid, "statm"), 4096);

@@ -2,9 +2,8 @@
 //
 // Owns what is asked of one process now and then (arguments, footprint); what is asked of all of them at each pass
 // comes from its source: the kernel's task iterator, or /proc. Both count the same (ProcessSource.h): memory is
-// anonymous pages, wakeups are the voluntary context switches of the main thread. The system has no long names, and no
-// comes from its source, and who a process is for a person from its identity. The system has no long names, and no
-// window server that could tell who does not answer.
+// anonymous pages, wakeups are the voluntary context switches of the main thread. Who a process is for a person comes
+// from its identity. The system has no long names, and no window server that could tell who does not answer.
 #pragma once
 
 #include <memory>
@@ -23,13 +22,11 @@ public:
                           Diagnostics& diagnostics, ProcessSourceChoice choice = ProcessSourceChoice::Best);
     /// Nanoseconds, however coarse the clock ticks of the source are.
     Result<std::int64_t> timebaseFrequency() override { return std::int64_t{1'000'000'000}; }
-    Status pids(std::vector<std::int32_t>& pids) override { return source_->pids(pids); }
-    Result<ProcessInformation> information(std::int32_t pid) override;
     Status pids(std::vector<std::int32_t>& pids) override {
         identity_.beginPass();
         return source_->pids(pids);
     }
-    Result<ProcessInformation> information(std::int32_t pid) override { return source_->information(pid); }
+    Result<ProcessInformation> information(std::int32_t pid) override;
     void usage(std::span<const std::int32_t> pids, std::span<ProcessUsage> usage) override {
         source_->usage(pids, usage);
     }

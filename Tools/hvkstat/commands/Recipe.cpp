@@ -7,7 +7,9 @@
 
 #include "HVKPlatform/support/PosixFiles.h"
 #include "HVKStatistics/sensors/RecipeFile.h"
+#include "HVKStatistics/sensors/RecipeMaker.h"
 #include "hvkstat/RecipeCheck.h"
+#include "hvkstat/Session.h"
 #include "hvkstat/render/Units.h"
 
 namespace hvk::hvkstat {
@@ -67,17 +69,36 @@ int check(const Options& options, const Host& host, std::vector<std::uint8_t> co
     return ExitOk;
 }
 
+int make(const Options& options, const Host& host, FilesPort& files) {
+    const auto opened = Session::open(options);
+    if (!opened) return fail(host, opened.failure().source, opened.failure());
+    const auto recipe = RecipeMaker((*opened)->machine()).make();
+    if (!recipe) return fail(host, recipe.failure().source, recipe.failure());
+    const std::string text = recipe->dump(2, ' ', false, Value::error_handler_t::replace) + '\n';
+    if (options.outputFile.empty()) {
+        host.output.write(text);
+        return ExitOk;
+    }
+    const auto file = encodeRecipe(text);
+    if (!file) return fail(host, options.outputFile, file.failure());
+    if (const auto written = files.replace(options.outputFile, *file); !written)
+        return fail(host, options.outputFile, written.failure());
+    return ExitOk;
+}
+
 }  // namespace
 
 int runRecipe(const Options& options, const Host& host) {
     Diagnostics diagnostics;
     PosixFilesPort files(diagnostics);
+    if (options.recipeAction == RecipeAction::Make) return make(options, host, files);
     auto content = files.read(options.input, RecipeFileLimit);
     if (!content) return fail(host, options.input, content.failure());
     switch (options.recipeAction) {
         case RecipeAction::Decode: return decode(options, host, *content);
         case RecipeAction::Encode: return encode(options, host, *content, files);
-        case RecipeAction::Check: break;
+        case RecipeAction::Check:
+        case RecipeAction::Make: break;
     }
     return check(options, host, std::move(*content));
 }

@@ -115,6 +115,14 @@ std::string drawProcesses(const ProcessesView& processes, const Palette& palette
     return heading(palette, "Processes", std::to_string(processes.count)) + table.text(palette);
 }
 
+std::string drawSensors(const SensorsView& sensors, const Palette& palette) {
+    Table table({Align::Left, Align::Right});
+    for (const SensorView& sensor : sensors.sensors)
+        table.add({{printable(sensor.name), Style::Faint}, {sensorText(sensor.type, sensor.value)}});
+    return heading(palette, "Sensors", sensors.count == 0 ? "none" : std::to_string(sensors.count)) +
+           table.text(palette);
+}
+
 std::string drawUptime(const UptimeView& uptime, const Palette& palette) {
     if (uptime.boot == 0) return heading(palette, "Uptime", "unknown");
     return heading(palette, "Uptime", fmt::format("{}, since {}", durationText(uptime.uptime), timeText(uptime.boot)));
@@ -138,6 +146,7 @@ std::string drawReport(const ReportView& view, const Palette& palette, std::size
     if (view.memory) text += drawMemory(*view.memory, palette);
     if (view.load) text += drawLoad(*view.load, palette);
     if (view.processes) text += drawProcesses(*view.processes, palette);
+    if (view.sensors) text += drawSensors(*view.sensors, palette);
     if (view.uptime) text += drawUptime(*view.uptime, palette);
     return text;
 }

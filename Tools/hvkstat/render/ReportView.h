@@ -40,6 +40,19 @@ struct ProcessesView {
     std::vector<FamilyView> families;  ///< the busiest first
 };
 
+/// One sensor, in the unit of its kind.
+struct SensorView {
+    std::string name;
+    std::int64_t type = 0;  ///< one of StatisticsSensorType
+    double value = 0;
+};
+
+/// The sensors.
+struct SensorsView {
+    std::size_t count = 0;            ///< all of them
+    std::vector<SensorView> sensors;  ///< those that a host shows by default, as far as they answer
+};
+
 struct UptimeView {
     double boot = 0;    ///< seconds since 1970; 0 when unknown
     double uptime = 0;  ///< seconds
@@ -54,6 +67,7 @@ struct ReportView {
     std::optional<HVKStatisticsMemorySample> memory;
     std::optional<HVKStatisticsLoadSample> load;
     std::optional<ProcessesView> processes;
+    std::optional<SensorsView> sensors;
     std::optional<UptimeView> uptime;
 };
 
