@@ -5,6 +5,7 @@ namespace hvk::bench {
 
 void registerHistoryBenchmarks();
 void registerProcessorBenchmarks();
+void registerProcessesBenchmarks();
 void registerRegistryBenchmarks();
 
 }  // namespace hvk::bench

@@ -22,7 +22,8 @@ HVKStatisticsFramework::HVKStatisticsFramework(Machine& machine)
       cpu_(std::make_shared<HVKStatisticsCPU>(machine)),
       memory_(std::make_shared<HVKStatisticsMemory>(machine)),
       load_(std::make_shared<HVKStatisticsLoad>(machine)),
-      uptime_(std::make_shared<HVKStatisticsUptime>(machine)) {}
+      uptime_(std::make_shared<HVKStatisticsUptime>(machine)),
+      processes_(std::make_shared<HVKStatisticsProcesses>(machine)) {}
 
 HVKStatisticsFramework::~HVKStatisticsFramework() { setHardwareNotifier(nullptr); }
 

@@ -21,6 +21,7 @@
 #include "HVKPlatform/Value.h"
 #include "HVKStatistics/core/HVKStatisticsUptime.h"
 #include "HVKStatistics/core/StatisticsRoles.h"
+#include "HVKStatistics/processes/HVKStatisticsProcesses.h"
 #include "HVKStatistics/processor/HVKStatisticsCPU.h"
 #include "HVKStatistics/processor/HVKStatisticsLoad.h"
 #include "HVKStatistics/processor/HVKStatisticsMemory.h"
@@ -62,8 +63,8 @@ public:
     const std::shared_ptr<StatisticsHardwareNotifierRole>& HardwareNotifier() const { return hardwareNotifier_; }
     /// The new notifier's delegate becomes this object, the old one's becomes none.
     void setHardwareNotifier(std::shared_ptr<StatisticsHardwareNotifierRole> notifier);
-    const std::shared_ptr<StatisticsModuleRole>& Processes() const { return processes_; }
-    void setProcesses(std::shared_ptr<StatisticsModuleRole> module) { processes_ = std::move(module); }
+    const std::shared_ptr<HVKStatisticsProcesses>& Processes() const { return processes_; }
+    void setProcesses(std::shared_ptr<HVKStatisticsProcesses> module) { processes_ = std::move(module); }
     const std::shared_ptr<StatisticsChangeableRole>& SMART() const { return smart_; }
     void setSMART(std::shared_ptr<StatisticsChangeableRole> module) { smart_ = std::move(module); }
     const std::shared_ptr<HVKStatisticsUptime>& Uptime() const { return uptime_; }
@@ -147,7 +148,7 @@ private:
     std::shared_ptr<HVKStatisticsUptime> uptime_;
     std::shared_ptr<StatisticsModuleRole> packets_;
     std::shared_ptr<StatisticsPowerMetricsRole> powerMetrics_;
-    std::shared_ptr<StatisticsModuleRole> processes_;
+    std::shared_ptr<HVKStatisticsProcesses> processes_;
     std::shared_ptr<StatisticsHardwareNotifierRole> hardwareNotifier_;
 
     /// Work that waits on the main queue holds it weakly, and does nothing once the framework is gone.
