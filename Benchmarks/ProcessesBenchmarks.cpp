@@ -143,7 +143,7 @@ void registerPass(std::size_t count) {
     auto module = std::make_shared<Module>(count);
     auto bare = std::make_shared<BareFigures>(count);
     registerPair(
-        {std::to_string(count) + " processes: figures and families", 3.0,
+        {std::to_string(count) + " processes: figures and families", 6.0,
          "copy the same counters, take differences, move the energy samples; no families", count},
         [module] { module->pass(); }, [bare] { (*bare)(); });
 }

@@ -13,7 +13,7 @@ namespace hvk::test {
 
 /// A process of user 501 that has used nothing. `more` adds to its description or overrides it.
 inline Value process(std::int32_t pid, const std::string& name, std::int32_t parent, const Value& more = nullptr) {
-    Value written = {{"pid", pid},      {"parent", parent}, {"user", 501},
+    Value written = {{"pid", pid},      {"parent", parent},       {"user", 501},
                      {"command", name}, {"identity", pid + 1000}, {"usage", {{"cputime", 0}}}};
     if (!more.is_null()) written.merge_patch(more);
     return written;

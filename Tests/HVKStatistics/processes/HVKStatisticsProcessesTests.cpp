@@ -117,8 +117,7 @@ TEST(Processes, TheTimeBaseIsTheMachinesOrNanoseconds) {
 }
 
 TEST(Processes, ComeAndGo) {
-    const auto machine =
-        writtenMachine(processTable({process(50, "a", 1), process(9, "b", 1), process(70, "c", 1)}));
+    const auto machine = writtenMachine(processTable({process(50, "a", 1), process(9, "b", 1), process(70, "c", 1)}));
     HVKStatisticsProcesses processes(*machine);
     processes.updateProcesses(Start);
     EXPECT_THAT(pids(processes.processes()), ElementsAre(9, 50, 70));
@@ -267,9 +266,9 @@ TEST(Processes, AsksForAllCountersAtOnce) {
 }
 
 TEST(Processes, FrozenIsWhatTheWindowServerSays) {
-    const auto machine = writtenMachine(processTable(
-        {process(50, "a", 1, {{"isUnresponsive", true}}), process(51, "b", 1, {{"isUnresponsive", false}}),
-         process(52, "c", 1)}));
+    const auto machine =
+        writtenMachine(processTable({process(50, "a", 1, {{"isUnresponsive", true}}),
+                                     process(51, "b", 1, {{"isUnresponsive", false}}), process(52, "c", 1)}));
     HVKStatisticsProcesses processes(*machine);
     EXPECT_TRUE(processes.isProcessFrozen(50));
     for (const std::int32_t pid : {51, 52, 53}) EXPECT_FALSE(processes.isProcessFrozen(pid)) << pid;

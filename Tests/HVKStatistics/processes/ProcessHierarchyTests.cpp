@@ -109,9 +109,9 @@ TEST(ProcessFamilies, HelpersOfServicesHangUnderThem) {
 }
 
 TEST(ProcessFamilies, TheHeadsOfServicesAreFoundByType) {
-    const auto machine = writtenMachine(processTable(
-        {process(5, "spotlightknowledged", 1), process(40, "Spotlight", 1), process(41, "Spotlight", 1),
-         process(50, "Notification Center", 1), process(60, "Safari", 1, {{"user", 502}})}));
+    const auto machine = writtenMachine(
+        processTable({process(5, "spotlightknowledged", 1), process(40, "Spotlight", 1), process(41, "Spotlight", 1),
+                      process(50, "Notification Center", 1), process(60, "Safari", 1, {{"user", 502}})}));
     HVKStatisticsProcesses processes(*machine);
     EXPECT_EQ(processes.spotlightProcess(), nullptr);
     processes.updateProcesses(Start);
@@ -136,10 +136,9 @@ std::pair<double, double> sums(HVKStatisticsProcesses& processes, ProcessMetric 
 }
 
 TEST(ProcessFamilies, SumsAreThoseOfEverythingBelow) {
-    const auto machine = writtenMachine(processTable({process(10, "a", 1, used(0, 1)), process(11, "b", 10, used(0, 20)),
-                                                      process(12, "c", 11, used(0, 300)),
-                                                      process(13, "d", 10, used(0, 4000)),
-                                                      process(14, "e", 1, used(0, 50000))}));
+    const auto machine = writtenMachine(processTable(
+        {process(10, "a", 1, used(0, 1)), process(11, "b", 10, used(0, 20)), process(12, "c", 11, used(0, 300)),
+         process(13, "d", 10, used(0, 4000)), process(14, "e", 1, used(0, 50000))}));
     HVKStatisticsProcesses processes(*machine);
     processes.update(Start);
     auto& hierarchy = processes.hierarchy();
@@ -160,9 +159,9 @@ TEST(ProcessFamilies, SumsAreThoseOfEverythingBelow) {
 }
 
 TEST(ProcessFamilies, WhoEndedIsTakenOutAtEveryLevel) {
-    const auto machine = writtenMachine(processTable(
-        {process(10, "a", 1), process(11, "b", 10), process(12, "c", 11), process(13, "d", 11), process(14, "e", 10),
-         process(15, "f", 14), process(16, "g", 1), process(17, "h", 1)}));
+    const auto machine = writtenMachine(
+        processTable({process(10, "a", 1), process(11, "b", 10), process(12, "c", 11), process(13, "d", 11),
+                      process(14, "e", 10), process(15, "f", 14), process(16, "g", 1), process(17, "h", 1)}));
     HVKStatisticsProcesses processes(*machine);
     processes.update(Start);
     Value ended = processChange(11, nullptr);
@@ -171,8 +170,8 @@ TEST(ProcessFamilies, WhoEndedIsTakenOutAtEveryLevel) {
     processes.updateProcesses(Start + 1);
     EXPECT_EQ(heads(processes).size(), 8U) << "until it is pruned or built anew";
     processes.hierarchyRemoveOldProcesses(processes.hierarchy());
-    EXPECT_THAT(heads(processes), ElementsAre(std::pair(12, Top), std::pair(13, Top), std::pair(14, Top),
-                                              std::pair(17, Top)));
+    EXPECT_THAT(heads(processes),
+                ElementsAre(std::pair(12, Top), std::pair(13, Top), std::pair(14, Top), std::pair(17, Top)));
     processes.updateHierarchy();
     EXPECT_EQ(heads(processes).size(), 4U);
 }
@@ -181,8 +180,14 @@ TEST(ProcessFamilies, WhoEndedIsTakenOutAtEveryLevel) {
 Value snapshot(const std::map<std::int32_t, std::int32_t>& parents) {
     Value records = Value::array();
     for (const auto& [pid, parent] : parents)
-        records.push_back({{"pid", pid}, {"user", 501}, {"parent", parent}, {"name", "process"}, {"type", 16},
-                           {"stats", true}, {"cputime", 1}, {"memory", pid}});
+        records.push_back({{"pid", pid},
+                           {"user", 501},
+                           {"parent", parent},
+                           {"name", "process"},
+                           {"type", 16},
+                           {"stats", true},
+                           {"cputime", 1},
+                           {"memory", pid}});
     return {{"processes", records}, {"frequency", 1'000'000'000}, {"time", Start}};
 }
 

@@ -55,7 +55,8 @@ TEST(ProcessNames, TheShownNameComesBeforeTheLongAndTheShortOne) {
 }
 
 TEST(ProcessNames, AWebApplicationIsNamedByItsBundle) {
-    const Value arguments = {"/System/Web App.app/Contents/MacOS/Web App", "Web App", "--bundlepath", "/Users/a/Mail.app"};
+    const Value arguments = {"/System/Web App.app/Contents/MacOS/Web App", "Web App", "--bundlepath",
+                             "/Users/a/Mail.app"};
     auto item = itemOf("Web App", {{"arguments", arguments}});
     EXPECT_EQ(item->path, "/Users/a/Mail.app");
     EXPECT_EQ(item->name, "Web App");
