@@ -7,6 +7,7 @@ void registerHistoryBenchmarks();
 void registerProcessorBenchmarks();
 void registerSensorBenchmarks();
 void registerRecipeBenchmarks();
+void registerProcessesBenchmarks();
 void registerRegistryBenchmarks();
 
 }  // namespace hvk::bench

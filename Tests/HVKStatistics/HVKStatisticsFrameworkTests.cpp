@@ -91,6 +91,16 @@ private:
     Log& log_;
 };
 
+/// A module that is part of the library already; only demo mode comes to it.
+class NotedProcesses : public HVKStatisticsProcesses {
+public:
+    NotedProcesses(Machine& machine, Log& log) : HVKStatisticsProcesses(machine), log_(log) {}
+    void setDemo(bool demo) override { log_.push_back(demo ? "Processes demo" : "Processes no demo"); }
+
+private:
+    Log& log_;
+};
+
 class NotedNotifier : public StatisticsHardwareNotifierRole {
 public:
     explicit NotedNotifier(Log& log) : log_(log) {}
@@ -121,7 +131,7 @@ struct Stage {
         framework.setSensors(std::make_shared<NotedSensors>(*machine, log));
         framework.setBattery(std::make_shared<NotedModule>("Battery", log));
         framework.setPackets(std::make_shared<NotedModule>("Packets", log));
-        framework.setProcesses(std::make_shared<NotedModule>("Processes", log));
+        framework.setProcesses(std::make_shared<NotedProcesses>(*machine, log));
         framework.setPowerMetrics(std::make_shared<StatisticsPowerMetricsRole>());
     }
 

@@ -8,6 +8,7 @@
 #include "Benchmarks/Allocations.h"
 #include "HVKPlatform/LiveMachine.h"
 #include "HVKPlatform/recorded/RecordedMachine.h"
+#include "HVKStatistics/processes/HVKStatisticsProcesses.h"
 #include "HVKStatistics/processor/HVKStatisticsCPU.h"
 #include "HVKStatistics/processor/HVKStatisticsLoad.h"
 #include "HVKStatistics/processor/HVKStatisticsMemory.h"
@@ -95,6 +96,60 @@ TEST(SteadyPass, AllocatesNothingWith256Processors) {
     const auto machine = RecordedMachine::fromJSON(description);
     ASSERT_TRUE(machine) << machine.failure().detail;
     EXPECT_EQ(allocationsOfSteadyPasses(**machine), 0);
+}
+
+/// 5,000 processes that go on working; every one belongs to one of 500 families.
+class WorkingTable : public UnsupportedProcessTablePort {
+public:
+    explicit WorkingTable(ProcessTablePort&) {}
+    Status pids(std::vector<std::int32_t>& pids) override {
+        pids.resize(5000 + newcomers);
+        for (std::size_t index = 0; index < pids.size(); ++index) pids[index] = static_cast<std::int32_t>(index + 1);
+        ++pass;
+        return {};
+    }
+    Result<ProcessInformation> information(std::int32_t pid) override {
+        return ProcessInformation{pid, pid % 10 == 0 ? 0 : pid - 1, 501, "process of a long name", {}, 1};
+    }
+    void usage(std::span<const std::int32_t>, std::span<ProcessUsage> usage) override {
+        for (ProcessUsage& one : usage) one = {1, pass * 1000, pass, pass, pass, pass, ProcessUsageKind::Complete};
+    }
+    std::size_t newcomers = 0;
+    std::uint64_t pass = 0;
+};
+
+class WorkingMachine : public ForwardingMachine {
+public:
+    explicit WorkingMachine(Machine& target) : ForwardingMachine(target), table(target.processTable()) {}
+    ProcessTablePort& processTable() override { return table; }
+    WorkingTable table;
+};
+
+TEST(SteadyPass, AllocatesNothingFor5000ProcessesFamiliesAndLists) {
+    const auto base = RecordedMachine::fromJSON({{"schema", 1}, {"frames", {{{"time", 1700000000.0}}}}});
+    ASSERT_TRUE(base);
+    WorkingMachine machine(**base);
+    HVKStatisticsProcesses processes(machine);
+    double time = 1;
+    const auto pass = [&] {
+        processes.update(++time);
+        processes.processesWithConfig({ProcessListKey::CPU, 10});
+        processes.combinedProcessesWithConfig({ProcessListKey::DiskActivity, 10, 0, true});
+        EXPECT_EQ(processes.sortedProcesses({ProcessListKey::CPU, 10})->rows.size(), 10U);
+        EXPECT_EQ(processes.immutableProcesses()->size(), 5000 + machine.table.newcomers);
+        EXPECT_TRUE(processes.processWithPid(5000));
+    };
+    for (int count = 0; count < 3; ++count) pass();
+    std::uint64_t before = bench::allocations();
+    for (int count = 0; count < 20; ++count) pass();
+    EXPECT_EQ(bench::allocations() - before, 0U);
+    EXPECT_EQ(processes.hierarchy().size(), 501U);
+
+    // One that begins costs itself and a few lists, nothing for each of the others.
+    machine.table.newcomers = 1;
+    before = bench::allocations();
+    pass();
+    EXPECT_LT(bench::allocations() - before, 50U);
 }
 
 TEST(SteadyPass, ReadingSensorsAllocatesNothing) {
