@@ -15,6 +15,7 @@
 #include "HVKStatistics/core/StatisticsRoles.h"
 #include "HVKStatistics/sensors/HIDSensorReader.h"
 #include "HVKStatistics/sensors/SMC.h"
+#include "HVKStatistics/sensors/SMCSensors.h"
 #include "HVKStatistics/sensors/SensorCatalogue.h"
 #include "HVKStatistics/sensors/SensorLoader.h"
 #include "HVKStatistics/sensors/SensorSampler.h"
