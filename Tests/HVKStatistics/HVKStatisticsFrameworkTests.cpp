@@ -161,7 +161,8 @@ TEST(Framework, DemoModeReachesTheModulesInOrder) {
 TEST(Framework, RecipesReachTheModulesThatUseThem) {
     test::SavedTree resources;
     setResourceDirectory(resources.root());
-    Stage none({{"system", {{"modelName", "Example13,1"}}}});
+    const Value system = {{"system", {{"modelName", "Example13,1"}}}};
+    Stage none(system);
     EXPECT_FALSE(none.framework.isPlatformSupported());
     none.framework.loadPlatform();
     none.framework.loadGlobalPlatform();
@@ -172,9 +173,9 @@ TEST(Framework, RecipesReachTheModulesThatUseThem) {
     resources.write("/Example13,1.recipe", content).write("/global.recipe", content);
     const std::string address = "https://recipes.example/corvane7/platforms/";
     const auto newer = *encodeRecipe(R"({"version":2})");
-    Stage stage(
-        {{"system", {{"modelName", "Example13,1"}}},
-         {"http", {{"answers", {{address, {{"status", 200}, {"body", {{"$data", test::hexadecimal(newer)}}}}}}}}}});
+    Value described = system;
+    described["http"]["answers"][address] = {{"status", 200}, {"body", {{"$data", test::hexadecimal(newer)}}}};
+    Stage stage(described);
     EXPECT_TRUE(stage.framework.isPlatformSupported());
     stage.framework.loadPlatform();
     stage.framework.loadGlobalPlatform();
