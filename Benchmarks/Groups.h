@@ -5,6 +5,6 @@ namespace hvk::bench {
 
 void registerHistoryBenchmarks();
 void registerProcessorBenchmarks();
-void registerSensorBenchmarks();
+void registerHardwareMonitorBenchmarks();
 
 }  // namespace hvk::bench

@@ -97,7 +97,7 @@ int run(int count, char** arguments) {
 
     registerHistoryBenchmarks();
     registerProcessorBenchmarks();
-    registerSensorBenchmarks();
+    registerHardwareMonitorBenchmarks();
     MedianReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
 
