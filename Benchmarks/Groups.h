@@ -5,6 +5,7 @@ namespace hvk::bench {
 
 void registerHistoryBenchmarks();
 void registerProcessorBenchmarks();
+void registerRegistryBenchmarks();
 void registerHardwareMonitorBenchmarks();
 
 }  // namespace hvk::bench

@@ -1,8 +1,6 @@
 // HID.h - the readings of the HID event system.
 #pragma once
 
-#include <CoreFoundation/CoreFoundation.h>
-
 #include "HVKPlatform/ports/HID.h"
 #include "HVKPlatform/support/Diagnostics.h"
 

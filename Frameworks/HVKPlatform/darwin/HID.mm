@@ -49,8 +49,8 @@ const EventFunctions& eventFunctions() {
 }
 
 CFOwned<CFDictionaryRef> matchingUsage(std::uint32_t usagePage, std::uint32_t usage) {
-    const auto match = propertyOfValue({{"PrimaryUsagePage", usagePage}, {"PrimaryUsage", usage}});
-    return CFOwned<CFDictionaryRef>(static_cast<CFDictionaryRef>(CFRetain(match.get())));
+    auto match = propertyOfValue({{"PrimaryUsagePage", usagePage}, {"PrimaryUsage", usage}});
+    return CFOwned<CFDictionaryRef>(static_cast<CFDictionaryRef>(match.take()));
 }
 
 /// The product's name; nothing when the service has none or it is no text.
@@ -80,6 +80,7 @@ Status DarwinHIDPort::readings(std::uint32_t usagePage, std::uint32_t usage, std
     const EventFunctions& functions = eventFunctions();
     if (!functions.isComplete())
         return health_.failed({FailureKind::Unsupported, Source, "this system lacks the functions that give events"});
+    // The event system makes objects that only a pool releases; the thread that updates may have none.
     @autoreleasepool {
         countSystemCalls(3);
         const CFOwned<IOHIDEventSystemClientRef> client(functions.createClient(kCFAllocatorDefault));

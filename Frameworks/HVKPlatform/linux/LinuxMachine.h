@@ -24,7 +24,8 @@ namespace hvk {
 /// All ports over one root.
 class LinuxMachine : public Machine {
 public:
-    explicit LinuxMachine(const std::string& root = "/");
+    /// `choice` is for tests and measurements of one source.
+    explicit LinuxMachine(const std::string& root = "/", ProcessSourceChoice choice = ProcessSourceChoice::Best);
     ClockPort& clock() override { return clock_; }
     SystemPort& system() override { return system_; }
     ProcessorPort& processor() override { return processor_; }

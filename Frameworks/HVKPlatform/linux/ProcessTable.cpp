@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "HVKPlatform/linux/ProcSource.h"
+#include "HVKPlatform/linux/BestProcessSource.h"
 #include "HVKPlatform/linux/SystemCalls.h"
 #include "HVKPlatform/linux/parse/ProcessStat.h"
 
@@ -30,10 +30,11 @@ void appendArguments(std::string_view text, std::vector<std::string>& arguments)
 }  // namespace
 
 LinuxProcessTablePort::LinuxProcessTablePort(const LinuxRoot& root, std::uint64_t ticksPerSecond,
-                                             std::uint64_t pageSize, Diagnostics& diagnostics)
+                                             std::uint64_t pageSize, Diagnostics& diagnostics,
+                                             ProcessSourceChoice choice)
     : root_(root),
       pageSize_(pageSize),
-      source_(std::make_unique<ProcSource>(root, ticksPerSecond, pageSize, diagnostics)) {}
+      source_(std::make_unique<BestProcessSource>(root, ticksPerSecond, pageSize, diagnostics, choice)) {}
 
 Result<std::uint64_t> LinuxProcessTablePort::footprint(std::int32_t pid) {
     const auto text = root_.readFile(fileOf(pid, "statm"), 4096);
