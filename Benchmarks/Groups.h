@@ -5,9 +5,9 @@ namespace hvk::bench {
 
 void registerHistoryBenchmarks();
 void registerProcessorBenchmarks();
-void registerSensorBenchmarks();
 void registerRecipeBenchmarks();
 void registerProcessesBenchmarks();
 void registerRegistryBenchmarks();
+void registerHardwareMonitorBenchmarks();
 
 }  // namespace hvk::bench

@@ -99,10 +99,10 @@ int run(int count, char** arguments) {
 
     registerHistoryBenchmarks();
     registerProcessorBenchmarks();
-    registerSensorBenchmarks();
     registerRecipeBenchmarks();
     registerProcessesBenchmarks();
     registerRegistryBenchmarks();
+    registerHardwareMonitorBenchmarks();
     MedianReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
 

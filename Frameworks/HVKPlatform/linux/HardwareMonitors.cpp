@@ -456,6 +456,13 @@ std::optional<double> HardwareMonitors::value(Channel& channel) {
     return value;
 }
 
+/// Whether a round has lasted long enough. The clock is looked at once for the channels of a chip that are read one
+/// after the other, but each time for a chip that may have fallen asleep since.
+bool HardwareMonitors::isRoundOver(const Chip& chip) {
+    if (std::exchange(lastRead_, &chip) == &chip && !chip.sleep.isNamed()) return false;
+    return clock_.monotonicSeconds() - roundStart_ > LongestRound;
+}
+
 std::optional<double> HardwareMonitors::read(std::uint32_t key) {
     std::lock_guard lock(mutex_);
     auto place = keys_.find(key);
@@ -463,7 +470,7 @@ std::optional<double> HardwareMonitors::read(std::uint32_t key) {
         update();
         if (!(place = keys_.find(key))) return std::nullopt;
     }
-    if (channels_[*place]->round == round_ || clock_.monotonicSeconds() - roundStart_ > LongestRound) beginRound();
+    if (channels_[*place]->round == round_ || isRoundOver(*channels_[*place]->chip)) beginRound();
     Channel& channel = *channels_[*place];
     channel.round = round_;
     if (!channel.bound) return std::nullopt;

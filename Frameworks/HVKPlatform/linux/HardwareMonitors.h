@@ -93,6 +93,7 @@ private:
     void learnLimits(Channel& channel);
     std::optional<double> limitOf(const Chip& chip, const Channel& channel,
                                   std::initializer_list<std::string_view> attributes) const;
+    bool isRoundOver(const Chip& chip);
     bool isAsleep(Chip& chip);
     std::optional<double> value(Channel& channel);
     std::optional<double> powerOf(Channel& channel, std::int64_t microjoules);
@@ -112,6 +113,7 @@ private:
     SensorKeys keys_;
     std::uint64_t round_ = 0;
     double roundStart_ = 0;
+    const Chip* lastRead_ = nullptr;  ///< the chip of the reading before
     bool started_ = false;
     bool settled_ = false;  ///< whether the chips of the start were taken in
     std::uint64_t revision_ = 0;

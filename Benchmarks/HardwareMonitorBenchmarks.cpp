@@ -1,4 +1,4 @@
-// SensorBenchmarks.cpp - one pass over the 200 channels of 12 chips through the controller's calls.
+// HardwareMonitorBenchmarks.cpp - one pass over the 200 channels of 12 chips through the controller's calls.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -108,7 +108,7 @@ private:
 
 }  // namespace
 
-void registerSensorBenchmarks() {
+void registerHardwareMonitorBenchmarks() {
     auto tree = std::make_shared<MonitorTree>();
     auto controller = std::make_shared<ControllerPass>(*tree);
     auto bare = std::make_shared<BareReadings>(*tree);
