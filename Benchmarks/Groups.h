@@ -5,5 +5,6 @@ namespace hvk::bench {
 
 void registerHistoryBenchmarks();
 void registerProcessorBenchmarks();
+void registerRegistryBenchmarks();
 
 }  // namespace hvk::bench

@@ -97,6 +97,7 @@ int run(int count, char** arguments) {
 
     registerHistoryBenchmarks();
     registerProcessorBenchmarks();
+    registerRegistryBenchmarks();
     MedianReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
 

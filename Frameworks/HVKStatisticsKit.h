@@ -6,6 +6,10 @@
 #pragma once
 
 #include "HVKBase/Export.h"
+#include "HVKBase/Resources.h"
+#include "HVKLocalization/HVKLocalizedString.h"
+#include "HVKLocalization/LocalizedBundle.h"
+#include "HVKLocalization/StringTable.h"
 #include "HVKLogger/DDLog.h"
 #include "HVKPlatform/LiveMachine.h"
 #include "HVKPlatform/Machine.h"
@@ -26,3 +30,9 @@
 #include "HVKStatistics/core/HVKStatisticsOSVersion.h"
 #include "HVKStatistics/core/HVKTryCatch.h"
 #include "HVKStatistics/core/StatisticsAverage.h"
+#include "HVKStatistics/core/StatisticsBundle.h"
+#include "HVKStatistics/sensors/SMC.h"
+#include "HVKStatistics/sensors/SMCSensors.h"
+#include "HVKStatistics/sensors/SensorCatalogue.h"
+#include "HVKStatistics/sensors/SensorGroup.h"
+#include "HVKStatistics/sensors/StatisticsSensorItem.h"

@@ -1,12 +1,15 @@
-// fuzz_kernel_text.cpp - the texts of a Linux kernel's files. The first byte picks the reader.
+// fuzz_kernel_text.cpp - the texts of a Linux kernel's files, and the records of its task iterator. The first byte
+// picks the reader.
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "HVKPlatform/linux/parse/AuxiliaryVector.h"
+#include "HVKPlatform/linux/parse/BlockStat.h"
 #include "HVKPlatform/linux/parse/ControlGroup.h"
 #include "HVKPlatform/linux/parse/DesktopEntry.h"
 #include "HVKPlatform/linux/parse/LoadAvg.h"
@@ -14,6 +17,24 @@
 #include "HVKPlatform/linux/parse/ProcessStat.h"
 #include "HVKPlatform/linux/parse/ProcessorList.h"
 #include "HVKPlatform/linux/parse/Stat.h"
+#include "HVKPlatform/linux/parse/SysfsText.h"
+#include "HVKPlatform/linux/parse/TaskRecords.h"
+
+namespace {
+
+void takeRecords(std::string_view bytes) {
+    std::vector<hvk::parse::TaskRecord> buffer(bytes.size() / sizeof(hvk::parse::TaskRecord) + 1);
+    if (!bytes.empty()) std::memcpy(buffer.data(), bytes.data(), bytes.size());
+    const auto records = hvk::parse::takeTaskRecords(buffer, bytes.size());
+    if (!records) return;
+    std::int32_t last = 0;
+    for (const hvk::parse::TaskRecord& record : *records) {
+        if (record.pid <= last) std::abort();
+        last = record.pid;
+    }
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace hvk::parse;
@@ -65,6 +86,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             if (list && list->size() > 0x10000) std::abort();
             const auto vector = parseAuxiliaryVector(text);
             if (vector.pageSize && *vector.pageSize == 0) std::abort();
+            (void)parseBlockStatistics(text, "stat");
+            (void)hardwareAddress(text);
+            (void)hexadecimal(text);
+            // What is readable needs no further replacement, and no component of a path holds a separator.
+            const std::string readable = readableText(text);
+            if (readableText(readable) != readable) std::abort();
+            if (escapedName(text).find_first_of("/@") != std::string::npos) std::abort();
+            if (pathBefore(text, readable) && pathBefore(readable, text)) std::abort();
+            takeRecords(text);
         }
     }
     return 0;

@@ -10,6 +10,7 @@ option(HVK_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(HVK_BUILD_BENCHMARKS "Build the benchmarks" OFF)
 option(HVK_BUILD_FUZZERS "Build the fuzzers (clang only)" OFF)
 option(HVK_WARNINGS_AS_ERRORS "Fail the build on a compiler warning" OFF)
+option(HVK_BPF "Read the processes of Linux with the kernel's task iterator, where it can be built" ON)
 set(HVK_SANITIZE "" CACHE STRING "Sanitizers to build with: empty, 'address' (with undefined behaviour) or 'thread'")
 
 set(CMAKE_CXX_STANDARD 20)

@@ -8,6 +8,9 @@
 #include "HVKPlatform/ports/Bluetooth.h"
 #include "HVKPlatform/ports/Clock.h"
 #include "HVKPlatform/ports/Cost.h"
+#include "HVKPlatform/ports/Files.h"
+#include "HVKPlatform/ports/HID.h"
+#include "HVKPlatform/ports/HTTP.h"
 #include "HVKPlatform/ports/Load.h"
 #include "HVKPlatform/ports/Memory.h"
 #include "HVKPlatform/ports/ProcessTable.h"
@@ -15,6 +18,7 @@
 #include "HVKPlatform/ports/Queues.h"
 #include "HVKPlatform/ports/Registry.h"
 #include "HVKPlatform/ports/System.h"
+#include "HVKPlatform/ports/UserClient.h"
 #include "HVKPlatform/support/Diagnostics.h"
 
 namespace hvk {
@@ -33,6 +37,10 @@ public:
     virtual LoadPort& load() = 0;
     virtual RegistryPort& registry() = 0;
     virtual BluetoothPort& bluetooth() = 0;
+    virtual UserClientPort& userClients() = 0;
+    virtual HIDPort& hid() = 0;
+    virtual FilesPort& files() = 0;
+    virtual HTTPPort& http() = 0;
     virtual QueuesPort& queues() = 0;
     virtual CostPort& cost() = 0;
 
@@ -60,6 +68,10 @@ public:
     LoadPort& load() override { return target_.load(); }
     RegistryPort& registry() override { return target_.registry(); }
     BluetoothPort& bluetooth() override { return target_.bluetooth(); }
+    UserClientPort& userClients() override { return target_.userClients(); }
+    HIDPort& hid() override { return target_.hid(); }
+    FilesPort& files() override { return target_.files(); }
+    HTTPPort& http() override { return target_.http(); }
     QueuesPort& queues() override { return target_.queues(); }
     CostPort& cost() override { return target_.cost(); }
     Diagnostics& diagnostics() override { return target_.diagnostics(); }

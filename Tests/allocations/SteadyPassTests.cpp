@@ -11,6 +11,8 @@
 #include "HVKStatistics/processor/HVKStatisticsCPU.h"
 #include "HVKStatistics/processor/HVKStatisticsLoad.h"
 #include "HVKStatistics/processor/HVKStatisticsMemory.h"
+#include "HVKStatistics/sensors/SMC.h"
+#include "HVKStatistics/sensors/SensorCatalogue.h"
 
 namespace hvk {
 
@@ -53,6 +55,27 @@ TEST(SteadyPass, AllocatesNothingOnTheRunningMachine) {
     EXPECT_EQ(counted, 0);
 }
 
+TEST(SteadyPass, AllocatesNothingOverTheProcessesOfTheRunningMachine) {
+    // A process may begin meanwhile, or the list outgrow its room; then the next try has none.
+    std::uint64_t counted = 1;
+    for (int attempt = 0; attempt < 5 && counted != 0; ++attempt) {
+        const auto machine = makeLiveMachine();
+        std::vector<std::int32_t> pids;
+        std::vector<ProcessUsage> usage;
+        usage.reserve(100'000);
+        std::uint64_t before = 0;
+        for (int pass = 0; pass < 13; ++pass) {
+            if (pass == 3) before = bench::allocations();
+            ASSERT_TRUE(machine->processTable().pids(pids));
+            usage.resize(pids.size());
+            machine->processTable().usage(pids, usage);
+        }
+        counted = bench::allocations() - before;
+        EXPECT_FALSE(usage.empty());
+    }
+    EXPECT_EQ(counted, 0);
+}
+
 TEST(SteadyPass, AllocatesNothingWith256Processors) {
     Value ticks = Value::array();
     for (int processor = 0; processor < 256; ++processor) ticks.push_back({1000 + processor, 500, 20000, 10});
@@ -74,10 +97,55 @@ TEST(SteadyPass, AllocatesNothingWith256Processors) {
     EXPECT_EQ(allocationsOfSteadyPasses(**machine), 0);
 }
 
+TEST(SteadyPass, ReadingSensorsAllocatesNothing) {
+    const Value description = Value::parse(R"({"schema": 1, "frames": [{"time": 1700000000.0,
+        "controller": {"services": {"AppleSMC": {"keys": [{"key": "TC0P", "type": "sp78", "bytes": "2f80"},
+            {"key": "F0Ac", "type": "fpe2", "bytes": "1f40"}]}}},
+        "hid": {"readings": [{"product": "a product of a long name", "value": 41.5}]}}]})");
+    const auto machine = RecordedMachine::fromJSON(description);
+    ASSERT_TRUE(machine) << machine.failure().detail;
+    SMC smc(**machine);
+    ASSERT_TRUE(smc.open());
+    std::vector<HIDReading> readings;
+    const auto pass = [&] {
+        float sum = smc.read("TC0P") + smc.read("F0Ac");
+        for (const char* unknown : {"a key that is not of four characters", "TG0P"})
+            EXPECT_EQ(smc.read(unknown), SMCNotAvailable);
+        EXPECT_TRUE(
+            (*machine)->hid().readings(HIDTemperatureUsagePage, HIDTemperatureUsage, HIDTemperatureEvent, readings));
+        return sum;
+    };
+    EXPECT_EQ(pass(), 2047.5F);
+    const std::uint64_t before = bench::allocations();
+    for (int count = 0; count < 20; ++count) pass();
+    EXPECT_EQ(bench::allocations() - before, 0);
+}
+
 TEST(SteadyPass, TheCounterCounts) {
     const std::uint64_t before = bench::allocations();
     const auto some = std::make_unique<std::vector<int>>(100);
     EXPECT_EQ(bench::allocations() - before, 2);
+}
+
+TEST(SteadyPass, AllocatesNothingForASensorsReadings) {
+    const auto machine = RecordedMachine::fromJSON({{"schema", 1}, {"frames", {{{"time", 1700000000.0}}}}});
+    ASSERT_TRUE(machine);
+    SensorCatalogue catalogue(**machine);
+    for (int number = 0; number < 100; ++number)
+        catalogue.addGlobalSensor(catalogue.createSensor({{"key", "T" + std::to_string(number)}}), "temperature");
+    const std::string last = catalogue.sensors().back()->keyHash;
+    const std::uint64_t before = bench::allocations();
+    for (int pass = 1; pass <= 250; ++pass) {
+        const SensorCatalogue::Changes changes(catalogue);
+        for (const auto& sensor : catalogue.sensors()) {
+            sensor->addValue(pass, pass);
+            sensor->fillSample(pass + 0.5);
+        }
+        EXPECT_TRUE(catalogue.updateSensorWithKey(last));
+        EXPECT_FALSE(catalogue.updateSensorWithKey("F0Ac"));
+    }
+    EXPECT_EQ(bench::allocations() - before, 0U);
+    EXPECT_EQ(catalogue.sensors().back()->value, 250);
 }
 
 }  // namespace hvk

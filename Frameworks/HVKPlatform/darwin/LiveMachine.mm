@@ -4,6 +4,7 @@
 #include "HVKPlatform/darwin/Bluetooth.h"
 #include "HVKPlatform/darwin/Clock.h"
 #include "HVKPlatform/darwin/Cost.h"
+#include "HVKPlatform/darwin/HID.h"
 #include "HVKPlatform/darwin/HostPort.h"
 #include "HVKPlatform/darwin/Load.h"
 #include "HVKPlatform/darwin/Memory.h"
@@ -12,6 +13,7 @@
 #include "HVKPlatform/darwin/Queues.h"
 #include "HVKPlatform/darwin/Registry.h"
 #include "HVKPlatform/darwin/System.h"
+#include "HVKPlatform/darwin/UserClient.h"
 
 namespace hvk {
 
@@ -27,6 +29,10 @@ public:
     ProcessTablePort& processTable() override { return processTable_; }
     RegistryPort& registry() override { return registry_; }
     BluetoothPort& bluetooth() override { return bluetooth_; }
+    UserClientPort& userClients() override { return userClients_; }
+    HIDPort& hid() override { return hid_; }
+    FilesPort& files() override { return files_; }
+    HTTPPort& http() override { return http_; }
     QueuesPort& queues() override { return queues_; }
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
@@ -42,6 +48,10 @@ private:
     DarwinProcessTablePort processTable_{diagnostics_};
     DarwinRegistryPort registry_{diagnostics_};
     DarwinBluetoothPort bluetooth_{diagnostics_};
+    DarwinUserClientPort userClients_{diagnostics_};
+    DarwinHIDPort hid_{diagnostics_};
+    UnsupportedFilesPort files_;
+    UnsupportedHTTPPort http_;
     DarwinCostPort cost_{diagnostics_};
     // Last, so destroyed first: no work runs while the ports that it uses go.
     DarwinQueuesPort queues_;

@@ -20,7 +20,8 @@ namespace hvk {
 /// All ports over one root.
 class LinuxMachine : public Machine {
 public:
-    explicit LinuxMachine(const std::string& root = "/");
+    /// `choice` is for tests and measurements of one source.
+    explicit LinuxMachine(const std::string& root = "/", ProcessSourceChoice choice = ProcessSourceChoice::Best);
     ClockPort& clock() override { return clock_; }
     SystemPort& system() override { return system_; }
     ProcessorPort& processor() override { return processor_; }
@@ -29,6 +30,10 @@ public:
     ProcessTablePort& processTable() override { return processTable_; }
     RegistryPort& registry() override { return registry_; }
     BluetoothPort& bluetooth() override { return bluetooth_; }
+    UserClientPort& userClients() override { return userClients_; }
+    HIDPort& hid() override { return hid_; }
+    FilesPort& files() override { return files_; }
+    HTTPPort& http() override { return http_; }
     QueuesPort& queues() override { return queues_; }
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
@@ -45,6 +50,10 @@ private:
     LinuxProcessTablePort processTable_;
     LinuxRegistryPort registry_;
     LinuxBluetoothPort bluetooth_;
+    UnsupportedUserClientPort userClients_;
+    UnsupportedHIDPort hid_;
+    UnsupportedFilesPort files_;
+    UnsupportedHTTPPort http_;
     LinuxCostPort cost_;
     AsioQueuesPort queues_;  ///< last, so that its threads end before what they use
 };

@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "HVKPlatform/linux/ProcSource.h"
+#include "HVKPlatform/linux/BestProcessSource.h"
 #include "HVKPlatform/linux/SystemCalls.h"
 #include "HVKPlatform/linux/parse/ProcessStat.h"
 
@@ -34,10 +34,11 @@ void appendArguments(std::string_view text, std::vector<std::string>& arguments)
 }  // namespace
 
 LinuxProcessTablePort::LinuxProcessTablePort(const LinuxRoot& root, std::uint64_t ticksPerSecond,
-                                             std::uint64_t pageSize, Diagnostics& diagnostics)
+                                             std::uint64_t pageSize, Diagnostics& diagnostics,
+                                             ProcessSourceChoice choice)
     : root_(root),
       pageSize_(pageSize),
-      source_(std::make_unique<ProcSource>(root, ticksPerSecond, pageSize, diagnostics)),
+      source_(std::make_unique<BestProcessSource>(root, ticksPerSecond, pageSize, diagnostics, choice)),
       identity_(
           root, [](const char* name) { return std::getenv(name); }, diagnostics) {}
 

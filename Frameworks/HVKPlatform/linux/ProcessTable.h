@@ -1,7 +1,9 @@
 // ProcessTable.h - the processes of a Linux machine, live or of a saved tree.
 //
 // Owns what is asked of one process now and then (arguments, footprint); what is asked of all of them at each pass
-// comes from its source, and who a process is for a person from its identity. The system has no long names, and no
+// comes from its source: the kernel's task iterator, or /proc. Both count the same (ProcessSource.h): memory is
+// anonymous pages, wakeups are the voluntary context switches of the main thread. Who a process is for a person comes
+// from its identity. The system has no long names, and no
 // window server that could tell who does not answer.
 #pragma once
 
@@ -14,11 +16,11 @@
 
 namespace hvk {
 
-/// Processes from /proc.
+/// Processes from the task iterator or from /proc.
 class LinuxProcessTablePort : public UnsupportedProcessTablePort {
 public:
     LinuxProcessTablePort(const LinuxRoot& root, std::uint64_t ticksPerSecond, std::uint64_t pageSize,
-                          Diagnostics& diagnostics);
+                          Diagnostics& diagnostics, ProcessSourceChoice choice = ProcessSourceChoice::Best);
     /// Nanoseconds, however coarse the clock ticks of the source are.
     Result<std::int64_t> timebaseFrequency() override { return std::int64_t{1'000'000'000}; }
     Status pids(std::vector<std::int32_t>& pids) override {

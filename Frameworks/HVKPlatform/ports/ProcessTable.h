@@ -40,7 +40,9 @@ struct ProcessUsage {
     std::uint64_t memory = 0;    ///< physical footprint, bytes
     std::uint64_t diskRead = 0;  ///< bytes that came from a device
     std::uint64_t diskWritten = 0;
-    std::uint64_t wakeups = 0;  ///< times that it brought an idle processor back to work
+    /// Times that it brought an idle processor back to work. Linux does not count these: there it is how often the main
+    /// thread went to sleep, to be woken again (voluntary context switches).
+    std::uint64_t wakeups = 0;
     ProcessUsageKind kind = ProcessUsageKind::None;
 };
 

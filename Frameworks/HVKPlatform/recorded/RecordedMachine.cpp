@@ -40,6 +40,8 @@ RecordedMachine::RecordedMachine(double wallSeconds, double monotonicSeconds)
       load_(diagnostics_),
       processTable_(diagnostics_),
       bluetooth_(diagnostics_),
+      userClients_(diagnostics_),
+      hid_(diagnostics_),
       registry_(tree_, diagnostics_),
       queues_(clock_) {
     queues_.setEvents({[this]() -> std::optional<VirtualTime> {
@@ -86,8 +88,8 @@ Result<std::unique_ptr<RecordedMachine>> RecordedMachine::fromFile(const std::st
 std::unique_ptr<RecordedMachine> RecordedMachine::read(const RecordingField& description) {
     const RecordingField schema = description.require("schema");
     if (schema.unsignedInteger() != Schema) schema.fault("should be 1, the only schema there is");
-    description.allowOnly(
-        {"schema", "name", "system", "processor", "memory", "load", "processes", "registry", "bluetooth", "frames"});
+    description.allowOnly({"schema", "name", "system", "processor", "memory", "load", "processes", "registry",
+                           "bluetooth", "controller", "hid", "frames"});
 
     const RecordingField frames = description.require("frames");
     if (frames.size() == 0) frames.fault("should hold at least one frame");
@@ -142,11 +144,13 @@ void RecordedMachine::readSections(const RecordingField& field, Answers& answers
     if (const auto section = field.find("load")) readLoad(*section, answers.load);
     if (const auto section = field.find("processes")) readProcessTable(*section, answers.processes);
     if (const auto section = field.find("bluetooth")) readBluetooth(*section, answers.bluetooth);
+    if (const auto section = field.find("controller")) readUserClient(*section, answers.controller);
+    if (const auto section = field.find("hid")) readHID(*section, answers.hid);
 }
 
 void RecordedMachine::readFrame(const RecordingField& frame, Answers& answers, TreeRegistry& tree) {
-    frame.allowOnly(
-        {"time", "monotonic", "system", "processor", "memory", "load", "processes", "registry", "bluetooth"});
+    frame.allowOnly({"time", "monotonic", "system", "processor", "memory", "load", "processes", "registry", "bluetooth",
+                     "controller", "hid"});
     if (const auto processor = frame.find("processor"); processor && processor->value().is_object())
         if (const auto architecture = processor->find("architecture"))
             architecture->fault("does not change; it belongs to the description");
@@ -157,8 +161,9 @@ void RecordedMachine::readFrame(const RecordingField& frame, Answers& answers, T
 // Frames
 
 RecordedMachine::Answers RecordedMachine::answers() const {
-    return {system_.answers(),       processor_.answers(), memory_.answers(),  load_.answers(),
-            processTable_.answers(), bluetooth_.answers(), registry_.answers()};
+    return {system_.answers(),      processor_.answers(),    memory_.answers(),
+            load_.answers(),        processTable_.answers(), bluetooth_.answers(),
+            userClients_.answers(), hid_.answers(),          registry_.answers()};
 }
 
 void RecordedMachine::setAnswers(Answers answers) {
@@ -168,6 +173,8 @@ void RecordedMachine::setAnswers(Answers answers) {
     load_.setAnswers(std::move(answers.load));
     processTable_.setAnswers(std::move(answers.processes));
     bluetooth_.setAnswers(std::move(answers.bluetooth));
+    userClients_.setAnswers(std::move(answers.controller));
+    hid_.setAnswers(std::move(answers.hid));
     registry_.setAnswers(std::move(answers.registry));
 }
 

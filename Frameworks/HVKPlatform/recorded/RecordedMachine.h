@@ -18,12 +18,14 @@
 #include "HVKBase/Export.h"
 #include "HVKPlatform/Machine.h"
 #include "HVKPlatform/recorded/Bluetooth.h"
+#include "HVKPlatform/recorded/HID.h"
 #include "HVKPlatform/recorded/Load.h"
 #include "HVKPlatform/recorded/Memory.h"
 #include "HVKPlatform/recorded/ProcessTable.h"
 #include "HVKPlatform/recorded/Processor.h"
 #include "HVKPlatform/recorded/Registry.h"
 #include "HVKPlatform/recorded/System.h"
+#include "HVKPlatform/recorded/UserClient.h"
 #include "HVKPlatform/recorded/VirtualClock.h"
 #include "HVKPlatform/recorded/VirtualQueues.h"
 
@@ -81,6 +83,8 @@ public:
     RecordedLoad& recordedLoad() { return load_; }
     RecordedProcessTable& recordedProcessTable() { return processTable_; }
     RecordedBluetooth& recordedBluetooth() { return bluetooth_; }
+    RecordedUserClient& recordedUserClients() { return userClients_; }
+    RecordedHID& recordedHID() { return hid_; }
 
     ClockPort& clock() override { return clock_; }
     SystemPort& system() override { return system_; }
@@ -90,6 +94,10 @@ public:
     ProcessTablePort& processTable() override { return processTable_; }
     RegistryPort& registry() override { return registry_; }
     BluetoothPort& bluetooth() override { return bluetooth_; }
+    UserClientPort& userClients() override { return userClients_; }
+    HIDPort& hid() override { return hid_; }
+    FilesPort& files() override { return files_; }
+    HTTPPort& http() override { return http_; }
     QueuesPort& queues() override { return queues_; }
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
@@ -111,6 +119,8 @@ private:
         LoadAnswers load;
         ProcessTableAnswers processes;
         BluetoothAnswers bluetooth;
+        UserClientAnswers controller;
+        HIDAnswers hid;
         RegistryAnswers registry;
     };
 
@@ -139,6 +149,10 @@ private:
     RecordedLoad load_;
     RecordedProcessTable processTable_;
     RecordedBluetooth bluetooth_;
+    RecordedUserClient userClients_;
+    RecordedHID hid_;
+    UnsupportedFilesPort files_;
+    UnsupportedHTTPPort http_;
     RecordedRegistry registry_;
     UnsupportedCostPort cost_;
     std::deque<Frame> frames_;

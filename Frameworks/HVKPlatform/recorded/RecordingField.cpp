@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <utility>
-#include <vector>
 
 namespace hvk {
 
@@ -127,6 +126,12 @@ std::string RecordingField::text() const {
     return value_.get<std::string>();
 }
 
+std::vector<std::uint8_t> RecordingField::hexadecimal() const {
+    auto bytes = bytesFromHex(text());
+    if (!bytes) fault("should be pairs of hexadecimal digits");
+    return std::move(*bytes);
+}
+
 std::optional<Failure> RecordingField::failure(const std::string& defaultSource) const {
     if (!value_.is_object() || !value_.contains("error")) return std::nullopt;
     allowOnly({"error", "source", "detail"});
@@ -158,10 +163,7 @@ Value RecordingField::propertyValue(int depth) const {
     }
     if (!value_.is_object()) return value_;
     if (value_.size() == 1 && value_.contains("$data")) {
-        const RecordingField data = require("$data");
-        auto bytes = bytesFromHex(data.text());
-        if (!bytes) data.fault("should be pairs of hexadecimal digits");
-        return Value::binary(std::move(*bytes));
+        return Value::binary(require("$data").hexadecimal());
     }
     Value dictionary = Value::object();
     eachEntry(
