@@ -3,8 +3,7 @@
 // Owns what is asked of one process now and then (arguments, footprint); what is asked of all of them at each pass
 // comes from its source: the kernel's task iterator, or /proc. Both count the same (ProcessSource.h): memory is
 // anonymous pages, wakeups are the voluntary context switches of the main thread. Who a process is for a person comes
-// from its identity. The system has no long names, and no
-// window server that could tell who does not answer.
+// from its identity. The system has no long names, and no window server that could tell who does not answer.
 #pragma once
 
 #include <memory>
