@@ -140,7 +140,9 @@ TEST(ControlGroupText, TellsUnitsApart) {
         EXPECT_EQ(group->kind, one.kind) << one.path;
         EXPECT_EQ(group->application, one.application) << one.path;
         EXPECT_EQ(group->leader, one.leader) << one.path;
-        if (one.path.starts_with(user)) EXPECT_EQ(group->user, 1000U);
+        if (one.path.starts_with(user)) {
+            EXPECT_EQ(group->user, 1000U);
+        }
     }
     const auto deep = parse::parseControlGroup("0::" + cases[2].path + " (deleted)\n");
     EXPECT_TRUE(deep->path.ends_with("4242.scope")) << "the path ends with the unit";

@@ -23,6 +23,7 @@ const std::string User = "/user.slice/user-1000.slice/user@1000.service/app.slic
 class SavedIdentity : public testing::Test {
 protected:
     SavedIdentity() {
+        tree.write("/home/ann/.profile", "");
         process(1, "systemd", 0, 1, "/init.scope");
         process(50, "bash", 1, 50, "/user.slice/user-1000.slice/session-3.scope");
     }
@@ -325,7 +326,7 @@ TEST_F(SavedIdentity, TenThousandEntriesCostNothingPerProcess) {
     std::filesystem::last_write_time(tree.path("/usr/share/applications"),
                                      std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
     nextPass();
-    EXPECT_EQ(name(50, "/opt/app0/run0"), "App 0");
+    EXPECT_EQ(name(50, "/opt/app1/run1"), "App 1");
     nextPass();
     const std::uint64_t before = systemCallsOfThisThread();
     for (int pid = 2000; pid < 2200; ++pid) {
