@@ -47,6 +47,7 @@ struct ProcessHierarchyNodes {
 
     ProcessHierarchyNode* first = nullptr;
 
+    // The nodes, as of a forward list.
     Iterator begin() const { return {first}; }
     Iterator end() const { return {}; }
     bool empty() const { return first == nullptr; }

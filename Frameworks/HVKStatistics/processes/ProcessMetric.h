@@ -1,7 +1,6 @@
 // ProcessMetric.h - the figures of a process that lists are ordered by and families are summed over.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>

@@ -33,6 +33,7 @@ public:
     /// The pids, in the order of the items.
     std::span<const std::int32_t> pids() const { return pids_; }
 
+    // The items, as of a vector.
     std::size_t size() const { return items_.size(); }
     bool empty() const { return items_.empty(); }
     const std::shared_ptr<StatisticsProcessItem>& operator[](std::size_t index) const { return items_[index]; }
