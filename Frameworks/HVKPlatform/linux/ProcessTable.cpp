@@ -61,7 +61,7 @@ Result<std::uint64_t> LinuxProcessTablePort::footprint(std::int32_t pid) {
     return *pages * pageSize_;
 }
 
-Result<std::vector<std::string>> LinuxProcessTablePort::arguments(std::int32_t pid) {
+Result<std::string> LinuxProcessTablePort::executable(std::int32_t pid) {
     const std::string link = fileOf(pid, "exe");
     std::string path(4096, '\0');
     countSystemCalls();
@@ -69,9 +69,15 @@ Result<std::vector<std::string>> LinuxProcessTablePort::arguments(std::int32_t p
     if (length < 0) return identity_.failureOf(pid, failureFromErrno(errno, link));
     path.resize(static_cast<std::size_t>(length));
     if (path.ends_with(Deleted)) path.resize(path.size() - Deleted.size());
+    return path;
+}
+
+Result<std::vector<std::string>> LinuxProcessTablePort::arguments(std::int32_t pid) {
+    auto path = executable(pid);
+    if (!path) return path.failure();
     const auto line = root_.readFile(fileOf(pid, "cmdline"), LongestArguments);
     if (!line) return identity_.failureOf(pid, line.failure());
-    std::vector<std::string> arguments{std::move(path)};
+    std::vector<std::string> arguments{std::move(*path)};
     appendArguments(*line, arguments);
     return arguments;
 }

@@ -35,6 +35,8 @@ public:
     /// Absent for threads of the kernel, which have no program; Denied for the path of another user's. The path of a
     /// program that was replaced while it runs is the one it had.
     Result<std::vector<std::string>> arguments(std::int32_t pid) override;
+    /// As in `arguments`, from the link alone.
+    Result<std::string> executable(std::int32_t pid) override;
     Result<std::int32_t> responsible(std::int32_t pid) override { return identity_.responsible(pid); }
     Result<std::string> displayName(std::int32_t pid, const std::string& path) override {
         return identity_.displayName(pid, path);

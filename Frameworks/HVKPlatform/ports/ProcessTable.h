@@ -75,6 +75,15 @@ public:
     /// The process responsible for this one (the application that started a helper).
     virtual Result<std::int32_t> responsible(std::int32_t pid) = 0;
 
+    /// The path of the executable alone, for systems where the arguments cost more: those of Linux lie in the memory of
+    /// the process, and reading them waits for it.
+    virtual Result<std::string> executable(std::int32_t pid) {
+        auto all = arguments(pid);
+        if (!all) return all.failure();
+        if (all->empty()) return Failure{FailureKind::Absent, "process arguments", "it has no executable"};
+        return std::move(all->front());
+    }
+
     /// The path of the executable, then the arguments. KERN_PROCARGS2; /proc/[pid]/exe and cmdline.
     virtual Result<std::vector<std::string>> arguments(std::int32_t pid) = 0;
 
@@ -120,6 +129,7 @@ public:
     Result<std::uint64_t> footprint(std::int32_t pid) override { return target_.footprint(pid); }
     Result<std::int32_t> responsible(std::int32_t pid) override { return target_.responsible(pid); }
     Result<std::vector<std::string>> arguments(std::int32_t pid) override { return target_.arguments(pid); }
+    Result<std::string> executable(std::int32_t pid) override { return target_.executable(pid); }
     Result<std::string> displayName(std::int32_t pid, const std::string& path) override {
         return target_.displayName(pid, path);
     }

@@ -85,11 +85,12 @@ std::int32_t HVKStatisticsProcesses::controllingOf(std::int32_t pid, std::int32_
 // -----------------------------------------------------------------------------------------------------------
 
 void HVKStatisticsProcesses::updateProcesses(double time) {
-    time_ = time;
+    areCountersNew_ = false;
     if (!table_.pids(pids_)) return;
     putInOrder(pids_);
     // No machine is without a process: this is a reading that failed.
     if (pids_.empty()) return;
+    time_ = time;
     readCounters();
     replaceTable([this](std::size_t index, StatisticsProcessItem& item) { return isReused(item, usage_[index]); },
                  [this](std::size_t index) { return makeItem(pids_[index], usage_[index]); });
@@ -163,6 +164,8 @@ std::shared_ptr<StatisticsProcessItem> HVKStatisticsProcesses::makeItem(std::int
 void HVKStatisticsProcesses::updateStats(double time) {
     time_ = time;
     if (!areCountersNew_) {
+        // A source may answer from the reading that the list came from, so the list is read anew with the counters.
+        (void)table_.pids(pids_);
         pids_.assign(list_->pids().begin(), list_->pids().end());
         readCounters();
     }

@@ -74,9 +74,9 @@ constexpr std::array<TypeOfName, 5> TypesOfNames = {{
 }  // namespace
 
 std::optional<std::string> pathForProcess(ProcessTablePort& table, std::int32_t pid) {
-    auto arguments = table.arguments(pid);
-    if (!arguments || arguments->empty()) return std::nullopt;
-    return std::move(arguments->front());
+    auto path = table.executable(pid);
+    if (!path) return std::nullopt;
+    return std::move(*path);
 }
 
 std::optional<std::string> pathForWebApp(ProcessTablePort& table, std::int32_t pid) {
@@ -116,7 +116,7 @@ std::string stringifyProcessName(std::string_view bytes) {
 int typeForProcess(ProcessTablePort& table, const StatisticsProcessItem& item) {
     for (const TypeOfName& one : TypesOfNames)
         if (beginsInLowerCase(item.name, one.beginning)) return one.type;
-    if (item.readable && item.user >= FirstPersonsUser) {
+    if (item.user >= FirstPersonsUser) {
         const auto application = table.applicationType(item.pid);
         if (application && *application == "Foreground") return StatisticsProcessTypeApplication;
     }
