@@ -61,6 +61,7 @@ TEST(ProcessFamilies, AProcessHangsUnderWhoStartedItOrIsResponsible) {
     EXPECT_EQ(headOf(20, {process(20, "service", 999, {{"responsible", 10}})}), 10) << "the parent ended";
     EXPECT_EQ(headOf(20, {process(20, "service", 999)}), Top);
     EXPECT_EQ(headOf(20, {process(20, "service", 1, {{"responsible", 20}})}), Top) << "responsible for itself";
+    EXPECT_EQ(headOf(20, {process(20, "service", 20, {{"responsible", 10}})}), 10) << "its own parent";
     EXPECT_EQ(headOf(20, {process(20, "service", 5), process(5, "kernel_task", 0)}), Top);
     const Value unreadable = {{"pid", 30}, {"unreadable", {{"error", "denied"}}}};
     const auto machine = writtenMachine(processTable({process(20, "service", 30), unreadable}));
