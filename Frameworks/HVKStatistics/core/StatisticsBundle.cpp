@@ -8,20 +8,20 @@ namespace hvk {
 
 LocalizedBundle statisticsBundle(Machine& machine) {
     const std::string directory = resourceDirectory();
-    SourceHealth& health = machine.diagnostics().source(
-        "share/HVKStatisticsKit", "names in the user's language",
-        "install the resources beside the library, or name their directory with setResourceDirectory");
-    if (directory.empty()) {
-        (void)health.failed({FailureKind::Absent, "share/HVKStatisticsKit", "there is no such directory"});
-        HVKLogError("Localization: The framework's resources are not there");
-    } else {
-        health.works();
-    }
-    return LocalizedBundle(directory, machine.system().preferredLanguages().valueOr({}),
-                           [&health](const std::string& fault) {
-                               (void)health.failed({FailureKind::Malformed, "HVKStatisticsKit.strings", fault});
-                               HVKLogError("Localization: " + fault);
-                           });
+    // The framework's own files are no source of the machine's figures: they are named when something is wrong with
+    // them.
+    const auto note = [&machine](FailureKind kind, const char* file, const std::string& fault) {
+        SourceHealth& health = machine.diagnostics().source(
+            "share/HVKStatisticsKit", "names in the user's language",
+            "install the resources beside the library, or name their directory with setResourceDirectory");
+        (void)health.failed({kind, file, fault});
+        HVKLogError("Localization: " + fault);
+    };
+    if (directory.empty())
+        note(FailureKind::Absent, "share/HVKStatisticsKit", "the framework's resources are not there");
+    return LocalizedBundle(
+        directory, machine.system().preferredLanguages().valueOr({}),
+        [note](const std::string& fault) { note(FailureKind::Malformed, "HVKStatisticsKit.strings", fault); });
 }
 
 }  // namespace hvk
