@@ -48,7 +48,8 @@ install(FILES ${frameworks}/HVKPlatform/support/Diagnostics.h DESTINATION ${HVK_
 # Recipes and string tables, found from the library's own place: not below a data directory that can be chosen.
 install(DIRECTORY ${frameworks}/HVKStatistics/resources/ DESTINATION share/HVKStatisticsKit
     PATTERN recipes EXCLUDE)
-install(DIRECTORY ${HVK_RESOURCES}/ DESTINATION share/HVKStatisticsKit FILES_MATCHING PATTERN *.recipe)
+install(DIRECTORY ${HVK_RESOURCES}/ DESTINATION share/HVKStatisticsKit
+    FILES_MATCHING PATTERN *.recipe PATTERN *.lproj EXCLUDE)
 
 install(EXPORT HVKStatisticsKitTargets NAMESPACE HVKStatisticsKit:: DESTINATION ${HVK_INSTALL_PACKAGE})
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/HVKStatisticsKitConfig.cmake.in

@@ -112,6 +112,7 @@ Status ProcSource::pids(std::vector<std::int32_t>& pids) {
         closeDirectory();
         return listSource_.failed(failureFromErrno(error, "/proc"));
     }
+    if (listed_.empty()) return listSource_.failed({FailureKind::Absent, "/proc", "no process is listed"});
     // The kernel lists them in order; a saved directory is listed in any.
     if (!std::is_sorted(listed_.begin(), listed_.end())) std::sort(listed_.begin(), listed_.end());
     listSource_.works();

@@ -327,7 +327,7 @@ TEST_F(ChoiceFixture, AKernelThatCannotIsNotAskedAgain) {
 
 TEST_F(ChoiceFixture, ASavedTreeHasNoIterator) {
     test::SavedTree tree;
-    tree.write("/proc/meminfo", "MemTotal: 1 kB\n");
+    tree.write("/proc/1/stat", "");
     const LinuxRoot root(tree.root());
     std::vector<std::int32_t> pids;
     EXPECT_TRUE(make(root, ProcessSourceChoice::Best)->pids(pids));
