@@ -7,6 +7,7 @@ void registerHistoryBenchmarks();
 void registerProcessorBenchmarks();
 void registerRecipeBenchmarks();
 void registerProcessesBenchmarks();
+void registerLiveProcessesBenchmarks();
 void registerRegistryBenchmarks();
 void registerHardwareMonitorBenchmarks();
 

@@ -101,6 +101,7 @@ int run(int count, char** arguments) {
     registerProcessorBenchmarks();
     registerRecipeBenchmarks();
     registerProcessesBenchmarks();
+    registerLiveProcessesBenchmarks();
     registerRegistryBenchmarks();
     registerHardwareMonitorBenchmarks();
     MedianReporter reporter;

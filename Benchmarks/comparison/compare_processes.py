@@ -22,7 +22,7 @@ import time
 import urllib.request
 
 HERE = pathlib.Path(__file__).resolve().parent
-SHORT, LONG = 2, 7
+SHORT, LONG = 1, 5
 REPETITIONS = 3
 MARK = "## The process table beside others\n"
 
@@ -78,7 +78,7 @@ def watched(pid):
     costs = []
     for _ in range(REPETITIONS):
         start, begin = run_time(pid), time.monotonic()
-        time.sleep(3)
+        time.sleep(2)
         costs.append((run_time(pid) - start) / (time.monotonic() - begin))
     return statistics.median(costs), peak_of(pid)
 

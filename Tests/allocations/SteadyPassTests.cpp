@@ -12,8 +12,9 @@
 #include "HVKStatistics/processor/HVKStatisticsCPU.h"
 #include "HVKStatistics/processor/HVKStatisticsLoad.h"
 #include "HVKStatistics/processor/HVKStatisticsMemory.h"
-#include "HVKStatistics/sensors/SensorCatalogue.h"
+#include "HVKStatistics/sensors/HVKStatisticsSensors.h"
 #include "HVKStatistics/sensors/SMC.h"
+#include "HVKStatistics/sensors/SensorCatalogue.h"
 
 namespace hvk {
 
@@ -150,6 +151,34 @@ TEST(SteadyPass, AllocatesNothingFor5000ProcessesFamiliesAndLists) {
     before = bench::allocations();
     pass();
     EXPECT_LT(bench::allocations() - before, 50U);
+}
+
+TEST(SteadyPass, SamplingSensorsAllocatesNothing) {
+    constexpr int Sensors = 200;
+    Value keys = Value::array();
+    for (int index = 0; index < Sensors; ++index)
+        keys.push_back({{"key", "T" + std::to_string(100 + index)}, {"type", "sp78"}, {"bytes", "2f80"}});
+    const auto machine =
+        RecordedMachine::fromJSON({{"schema", 1},
+                                   {"controller", {{"services", {{"AppleSMC", {{"keys", keys}}}}}}},
+                                   {"hid", {{"readings", {{{"product", "PMU tdie1 Temp Sensor"}, {"value", 40}}}}}},
+                                   {"frames", {{{"time", 1700000000.0}}}}});
+    ASSERT_TRUE(machine) << machine.failure().detail;
+    HVKStatisticsSensors sensors(**machine);
+    Value members = Value::array();
+    for (const Value& key : keys) {
+        sensors.addSensor(sensors.createSensor({{"key", key["key"]}, {"name", "CPU"}}));
+        members.push_back(key["key"]);
+    }
+    sensors.addSensor(sensors.createSensor({{"key", "PMU tdie1 "}, {"name", "Die"}, {"source", "hid"}}));
+    sensors.addSensor(
+        sensors.createSensor({{"key", "MEAN"}, {"name", "CPU"}, {"source", "average"}, {"sensors-valid", members}}));
+    double time = 1700000000;
+    for (int pass = 0; pass < 3; ++pass) sensors.update(time += 5);
+    const std::uint64_t before = bench::allocations();
+    for (int pass = 0; pass < 20; ++pass) sensors.update(time += pass % 2 == 0 ? 5 : 1);
+    EXPECT_EQ(bench::allocations() - before, 0U);
+    EXPECT_EQ(sensors.sensorWithKey("MEAN")->value, 47.5);
 }
 
 TEST(SteadyPass, ReadingSensorsAllocatesNothing) {

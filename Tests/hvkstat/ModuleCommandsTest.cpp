@@ -127,6 +127,21 @@ TEST(HvkstatSensors, WorkWithoutARecipe) {
     EXPECT_FALSE(report["sensors"].empty());
 }
 
+TEST(HvkstatSensors, ThatComeLaterAreAdded) {
+    Value recording = describedSensors();
+    Value descriptions = recording["sensors"]["descriptions"];
+    descriptions.push_back({{"key", "Vaaa"}, {"kind", "voltage"}, {"name", "3.3V"}, {"chip", "it87"}});
+    recording["frames"].push_back(
+        {{"time", 1700000002},
+         {"sensors", {{"revision", 2}, {"descriptions", descriptions}}},
+         {"controller",
+          {{"services", {{"AppleSMC", {{"changes", {{"Vaaa", {{"type", "fp88"}, {"bytes", "0340"}}}}}}}}}}}});
+    const Ran result = runOn(recording, {"report", "--json", "--modules", "sensors", "--count", "2"});
+    ASSERT_EQ(result.code, ExitOk) << result.messages;
+    EXPECT_EQ(result.output.find("Vaaa"), result.output.rfind("Vaaa")) << "once, in the last of two samples";
+    EXPECT_THAT(result.output.substr(result.output.rfind('{', result.output.rfind("Vaaa"))), HasSubstr("3.25"));
+}
+
 TEST(HvkstatRecipe, IsMadeOfWhatTheSensorsSay) {
     const Value recipe = answer(runOn(describedSensors(), {"recipe", "make"}));
     EXPECT_EQ(recipe["version"], 1);

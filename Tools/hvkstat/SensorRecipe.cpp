@@ -39,4 +39,28 @@ void prepareSensors(HVKStatisticsFramework& framework, Machine& machine) {
     framework.loadPlatform();
 }
 
+void addNewSensors(HVKStatisticsFramework& framework, Machine& machine, std::optional<std::uint64_t>& revision) {
+    const auto now = machine.sensorDescriptions().revision();
+    if (!now || revision == *now) return;
+    const bool first = !revision;
+    revision = *now;
+    // What was there at the start is loaded; a recipe that a person wrote says all there is.
+    if (first || !wasMade(framework.Platform().platform())) return;
+    const auto recipe = RecipeMaker(machine).make();
+    if (!recipe) return;
+    HVKStatisticsSensors& sensors = *framework.Sensors();
+    const SensorCatalogue::Changes changes(sensors);
+    const auto add = [&](const Value& entry, const Value& group) {
+        const auto key = entry.find("key");
+        if (key == entry.end() || !key->is_string() || sensors.sensorWithKey(key->get<std::string>())) return;
+        sensors.loadSensor(entry, group);
+    };
+    for (const Value& entry : (*recipe)["sensors"]["supported"]) {
+        if (!entry.contains("group"))
+            add(entry, nullptr);
+        else
+            for (const Value& member : entry["sensors"]) add(member, entry);
+    }
+}
+
 }  // namespace hvk::hvkstat

@@ -4,6 +4,7 @@
 
 #include "HVKPlatform/LiveMachine.h"
 #include "HVKPlatform/recorded/RecordedMachine.h"
+#include "hvkstat/SensorRecipe.h"
 
 namespace hvk::hvkstat {
 
@@ -58,6 +59,8 @@ void Session::wait(double seconds) { machine_->queues().runMain(seconds); }
 double Session::sample() {
     const double time = machine_->clock().wallSeconds();
     lastPass_.clear();
+    if (std::any_of(modules_.begin(), modules_.end(), [](const auto* module) { return module->name == "sensors"; }))
+        addNewSensors(*framework_, *machine_, sensorRevision_);
     for (const ModuleEntry* module : modules_) lastPass_.push_back(update(*module, time));
     return time;
 }
