@@ -271,7 +271,10 @@ Value SMC::detailedRead(std::string_view key) {
     Value bytes = Value::array();
     for (const std::uint8_t byte : std::span(data.bytes).first(std::min<std::size_t>(info.dataSize, data.bytes.size())))
         bytes.push_back(std::to_string(static_cast<std::int8_t>(byte)));
-    return {{"value", numberFromFloat(value(data))}, {"bytes", std::move(bytes)}};
+    const float number = value(data);
+    // The mark of no value stays the number that readers compare with.
+    return {{"value", number == SMCNotAvailable ? Value(static_cast<double>(number)) : numberFromFloat(number)},
+            {"bytes", std::move(bytes)}};
 }
 
 float SMC::value(const SMCResultData& data) const {

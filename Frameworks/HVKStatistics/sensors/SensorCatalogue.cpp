@@ -44,9 +44,13 @@ std::int64_t integerOf(const Value& value) {
 }
 
 std::string replaced(std::string text, std::string_view what, std::string_view with) {
-    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + with.size()))
-        text.replace(at, what.size(), with);
-    return text;
+    std::string result;
+    std::size_t begin = 0;
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, begin)) {
+        result.append(text, begin, at - begin).append(with);
+        begin = at + what.size();
+    }
+    return result.append(text, begin);
 }
 
 SensorCatalogue::Sensor firstWithKey(const SensorList& sensors, std::string_view key) {

@@ -13,6 +13,8 @@ namespace hvk {
 namespace {
 
 constexpr double NoFamily = -1;
+/// No controller key and no product's name comes near; what was asked for once is remembered.
+constexpr std::size_t LongestSensorKey = 256;
 
 /// An array of the recipe; an empty one for anything else.
 Value arrayOf(const Value& value) { return value.is_array() ? value : Value::array(); }
@@ -111,6 +113,10 @@ SensorLoader::Sensor SensorLoader::loadSensor(const Value& entry, const Value& g
         refuse("the entry '" + recipeText(recipeEntry(entry, "name")) + "' has no key");
         return nullptr;
     }
+    if (recipeText(recipeEntry(entry, "key")).size() > LongestSensorKey) {
+        refuse("an entry's key has more than " + std::to_string(LongestSensorKey) + " characters");
+        return nullptr;
+    }
     if (recipeText(recipeEntry(entry, "source")) == "hid" && !hasRecipeEntry(entry, "average"))
         return loadHID(entry, group);
     if (!hasRecipeEntry(entry, "dynamic-type")) return loadSingle(entry, group);
@@ -166,6 +172,7 @@ bool SensorLoader::addMembers(const Value& entry, std::int64_t kind) {
 }
 
 SensorLoader::Sensor SensorLoader::place(const Value& entry, const Value& group, std::int64_t kind) {
+    const SensorCatalogue::Changes changes(catalogue_);
     const std::string key = recipeText(recipeEntry(entry, "key"));
     Sensor sensor = catalogue_.sensorWithKey(key);
     if (const Sensor hidden = catalogue_.hiddenSensorWithKey(key)) catalogue_.removeHiddenItem(hidden);

@@ -61,7 +61,9 @@ void SensorSampler::readSources(double time) {
         } else if (hid) {
             if (hidSensors == nullptr) hidSensors = &hid_.read();
             const HIDSensor* const found = HIDSensorReader::find(*hidSensors, item->key);
-            take(*item, found == nullptr ? StatisticsSensorNotAvailable : found->value, time);
+            const double value = found == nullptr ? StatisticsSensorNotAvailable : found->value;
+            item->addValue(value, time);
+            describe(*item, value, found != nullptr);
         } else if (item->source == StatisticsSensorSourceSMC) {
             readKey(*item, time);
         }
@@ -70,17 +72,18 @@ void SensorSampler::readSources(double time) {
 
 void SensorSampler::readKey(Item& item, double time) {
     double value = static_cast<double>(smc_.read(item.key));
+    bool answered = value != StatisticsSensorNotAvailable;
     if (beginsWith(item.key, 't', 'T') && value < LowestTemperature) {
         if (item.config.contains("bhash")) {
             tooLow_.push_back(&item);
             return;
         }
+        // One that never worked does not begin to exist by that.
+        answered = item.exists;
         value = item.value;
     }
-    const bool answered = value != StatisticsSensorNotAvailable;
-    if (!answered) value = item.value;
-    if (value != StatisticsSensorNotAvailable) take(item, value, time);
-    item.exists = answered;
+    if (value == StatisticsSensorNotAvailable) value = item.value;
+    take(item, value, answered, time);
 }
 
 void SensorSampler::deriveValues(double time) {
@@ -90,13 +93,14 @@ void SensorSampler::deriveValues(double time) {
         // The first pass has written the last value for this time already.
         if (isFresh(*item, time)) continue;
         if (multiplies) {
-            take(*item, product(*item), time);
+            const double value = product(*item);
+            item->addValue(value, time);
+            describe(*item, value, value != StatisticsSensorNotAvailable);
             continue;
         }
         const auto mean = average(*item);
-        const double value = mean.value_or(item->value);
-        if (value != StatisticsSensorNotAvailable) take(*item, value, time);
-        item->exists = mean.has_value();
+        // Fans that stand are there.
+        take(*item, mean.value_or(item->value), mean.has_value() || item->off, time);
     }
 }
 
@@ -141,16 +145,20 @@ std::optional<double> SensorSampler::average(Item& item) const {
 void SensorSampler::substituteLowReadings(double time) {
     for (Item* const item : tooLow_) {
         const auto other = catalogue_.updateSensorWithKey(textOf(item->config["bhash"]));
-        if (other) take(*item, other->value, time);
-        item->exists = other != nullptr;
+        const bool answered = other && other->value.load() != StatisticsSensorNotAvailable;
+        take(*item, answered ? other->value.load() : item->value.load(), answered, time);
     }
 }
 
-void SensorSampler::take(Item& item, double value, double time) {
-    item.addValue(value, time);
-    const bool available = value != StatisticsSensorNotAvailable;
-    item.exists = available;
-    item.percentage = available ? shareOfRange(item, value) : 0;
+/// Adds a value, if it is one.
+void SensorSampler::take(Item& item, double value, bool exists, double time) {
+    if (value != StatisticsSensorNotAvailable) item.addValue(value, time);
+    describe(item, value, exists);
+}
+
+void SensorSampler::describe(Item& item, double value, bool exists) {
+    item.exists = exists;
+    item.percentage = value == StatisticsSensorNotAvailable ? 0 : shareOfRange(item, value);
 }
 
 }  // namespace hvk

@@ -41,7 +41,8 @@ private:
     double product(const Item& item);
     std::optional<double> average(Item& item) const;
     void substituteLowReadings(double time);
-    void take(Item& item, double value, double time);
+    static void take(Item& item, double value, bool exists, double time);
+    static void describe(Item& item, double value, bool exists);
 
     SensorCatalogue& catalogue_;
     SMC& smc_;
