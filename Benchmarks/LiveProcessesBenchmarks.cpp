@@ -69,8 +69,11 @@ public:
         if (directory_ == nullptr) std::abort();
         while (const dirent* entry = ::readdir(directory_)) {
             if (entry->d_name[0] < '1' || entry->d_name[0] > '9') continue;
-            const int file = ::open(("/proc/" + std::string(entry->d_name) + "/stat").c_str(), O_RDONLY | O_CLOEXEC);
-            if (file >= 0) files_.push_back(file);
+            for (const char* name : {"/stat", "/io"}) {
+                const std::string path = "/proc/" + std::string(entry->d_name) + name;
+                const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+                if (file >= 0) files_.push_back(file);
+            }
         }
     }
     ~BareReadings() {
@@ -99,7 +102,7 @@ void registerLiveProcessesBenchmarks() {
     const std::size_t count = proc->processes.processes().size();
     registerPair(
         {"this machine and 1,000 processes: a pass by /proc", 1.25,
-         "list /proc, pread every stat through kept descriptors", count},
+         "list /proc, pread every stat and io through kept descriptors", count},
         [proc] { proc->pass(); }, [bare] { (*bare)(); });
 
     auto iterator = std::make_shared<LivePass>(ProcessSourceChoice::Iterator);
