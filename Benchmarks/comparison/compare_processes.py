@@ -204,6 +204,14 @@ class Sleepers:
         self.child.wait()
 
 
+def wait_until_steady():
+    """Waits until nothing that was started before still ends."""
+    before = -1
+    while before != (now := processes_now()):
+        before = now
+        time.sleep(1)
+
+
 def processes_now():
     return sum(name.isdigit() for name in os.listdir("/proc"))
 
@@ -220,6 +228,7 @@ def main():
     counts = [int(text) for text in arguments.processes.split(",")]
     results, peaks, actual = {}, {}, []
     for count in counts:
+        wait_until_steady()
         with Sleepers(made["sleepers"], max(0, count - processes_now())):
             actual.append(processes_now())
             for name, measure in candidates(arguments.ticker, made):
