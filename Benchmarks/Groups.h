@@ -5,5 +5,10 @@ namespace hvk::bench {
 
 void registerHistoryBenchmarks();
 void registerProcessorBenchmarks();
+void registerRecipeBenchmarks();
+void registerProcessesBenchmarks();
+void registerLiveProcessesBenchmarks();
+void registerRegistryBenchmarks();
+void registerHardwareMonitorBenchmarks();
 
 }  // namespace hvk::bench

@@ -6,6 +6,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstddef>
 #include <functional>
 #include <string>
 
@@ -18,6 +19,7 @@ struct Pair {
     std::string name;        ///< "history append"
     double target;           ///< the ratio that is aimed at
     std::string comparison;  ///< what the bare twin does
+    std::size_t items = 0;   ///< what a pass goes over, for the time of each; 0 when that says nothing
 };
 
 /// Tells the report of a pair; defined beside `main`.

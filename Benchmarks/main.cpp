@@ -56,16 +56,18 @@ std::string document(const MedianReporter& reporter) {
         "# Performance\n\nWritten by `./test --bench`. Each row compares one pass of the framework with the least that "
         "any program\nwould do for the same figures, both in the same run: processor time, medians of 9 repetitions in "
         "random order.\n\n"
-        "| What | Framework, µs | Bare, µs | Ratio | Target | Allocations a pass | The bare pass |\n"
-        "|---|---:|---:|---:|---:|---:|---|\n";
+        "| What | Framework, µs | Each, ns | Bare, µs | Ratio | Target | Allocations a pass | The bare pass |\n"
+        "|---|---:|---:|---:|---:|---:|---:|---|\n";
     for (const Pair& pair : pairs()) {
         const Side& framework = reporter.side(pair.name + "/framework");
         const Side& bare = reporter.side(pair.name + "/bare");
         if (framework.nanoseconds == 0 || bare.nanoseconds == 0) continue;
+        const std::string each =
+            pair.items == 0 ? "" : fmt::format("{:.0f}", framework.nanoseconds / static_cast<double>(pair.items));
         text +=
-            fmt::format("| {} | {:.3f} | {:.3f} | {:.2f} | {:.1f} | {:.2f} | {} |\n", pair.name,
-                        framework.nanoseconds / 1000, bare.nanoseconds / 1000, framework.nanoseconds / bare.nanoseconds,
-                        pair.target, framework.allocations, pair.comparison);
+            fmt::format("| {} | {:.3f} | {} | {:.3f} | {:.2f} | {:.1f} | {:.2f} | {} |\n", pair.name,
+                        framework.nanoseconds / 1000, each, bare.nanoseconds / 1000,
+                        framework.nanoseconds / bare.nanoseconds, pair.target, framework.allocations, pair.comparison);
     }
     return text;
 }
@@ -97,6 +99,11 @@ int run(int count, char** arguments) {
 
     registerHistoryBenchmarks();
     registerProcessorBenchmarks();
+    registerRecipeBenchmarks();
+    registerProcessesBenchmarks();
+    registerLiveProcessesBenchmarks();
+    registerRegistryBenchmarks();
+    registerHardwareMonitorBenchmarks();
     MedianReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
 

@@ -1,5 +1,5 @@
-# What a host gets: the shared library, the headers that it may include, a CMake package (HVKStatisticsKit) and a
-# pkg-config file, and hvkstat. Nothing installed names the place where it was built or installed.
+# What a host gets: the shared library, the headers that it may include, the resources, a CMake package
+# (HVKStatisticsKit) and a pkg-config file, and hvkstat. Nothing installed names the place where it was built or installed.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -44,6 +44,12 @@ install(FILES
     ${frameworks}/HVKPlatform/Value.h
     DESTINATION ${HVK_INSTALL_HEADERS}/HVKPlatform)
 install(FILES ${frameworks}/HVKPlatform/support/Diagnostics.h DESTINATION ${HVK_INSTALL_HEADERS}/HVKPlatform/support)
+
+# Recipes and string tables, found from the library's own place: not below a data directory that can be chosen.
+install(DIRECTORY ${frameworks}/HVKStatistics/resources/ DESTINATION share/HVKStatisticsKit
+    PATTERN recipes EXCLUDE)
+install(DIRECTORY ${HVK_RESOURCES}/ DESTINATION share/HVKStatisticsKit
+    FILES_MATCHING PATTERN *.recipe PATTERN *.lproj EXCLUDE)
 
 install(EXPORT HVKStatisticsKitTargets NAMESPACE HVKStatisticsKit:: DESTINATION ${HVK_INSTALL_PACKAGE})
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/HVKStatisticsKitConfig.cmake.in

@@ -10,6 +10,7 @@ option(HVK_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(HVK_BUILD_BENCHMARKS "Build the benchmarks" OFF)
 option(HVK_BUILD_FUZZERS "Build the fuzzers (clang only)" OFF)
 option(HVK_WARNINGS_AS_ERRORS "Fail the build on a compiler warning" OFF)
+option(HVK_BPF "Read the processes of Linux with the kernel's task iterator, where it can be built" ON)
 set(HVK_SANITIZE "" CACHE STRING "Sanitizers to build with: empty, 'address' (with undefined behaviour) or 'thread'")
 
 set(CMAKE_CXX_STANDARD 20)
@@ -41,8 +42,9 @@ if(HVK_SANITIZE STREQUAL "address")
 elseif(HVK_SANITIZE STREQUAL "thread")
     set(HVK_SANITIZER_FLAGS -fsanitize=thread)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-        # Asio's queues hand work over under a mutex; the fences that it adds are what gcc warns of.
-        list(APPEND HVK_SANITIZER_FLAGS -Wno-tsan)
+        # Asio's queues hand work over under a mutex; the fences that it adds are what gcc warns of. With this sanitizer
+        # gcc 12 also warns of the alternative that a variant does not hold.
+        list(APPEND HVK_SANITIZER_FLAGS -Wno-tsan -Wno-maybe-uninitialized)
     endif()
 elseif(HVK_SANITIZE)
     message(FATAL_ERROR "HVK_SANITIZE is '${HVK_SANITIZE}'; it can be 'address' or 'thread'")

@@ -18,11 +18,22 @@
 #include "HVKPlatform/ports/Processor.h"
 #include "HVKPlatform/ports/Queues.h"
 #include "HVKPlatform/ports/Registry.h"
+#include "HVKPlatform/ports/SensorDescriptions.h"
 #include "HVKPlatform/ports/System.h"
 #include "HVKPlatform/ports/UserClient.h"
 #include "HVKPlatform/support/Diagnostics.h"
 
 namespace hvk {
+
+class BluetoothDevicesPort;
+class ConfigurationStorePort;
+class GraphicsPort;
+class NetworkInterfacesPort;
+class PacketCapturePort;
+class PowerSourcesPort;
+class SMARTPort;
+class TasksPort;
+class VolumesPort;
 
 /// A machine to measure.
 class HVK_EXPORT Machine {
@@ -40,11 +51,23 @@ public:
     virtual BluetoothPort& bluetooth() = 0;
     virtual UserClientPort& userClients() = 0;
     virtual HIDPort& hid() = 0;
+    virtual SensorDescriptionsPort& sensorDescriptions() = 0;
     virtual FilesPort& files() = 0;
     virtual HTTPPort& http() = 0;
     virtual HardwareEventsPort& hardwareEvents() = 0;
     virtual QueuesPort& queues() = 0;
     virtual CostPort& cost() = 0;
+
+    // Ports that an adapter need not have: these answer Unsupported. Whoever uses one includes its header.
+    virtual BluetoothDevicesPort& bluetoothDevices();
+    virtual ConfigurationStorePort& configurationStore();
+    virtual GraphicsPort& graphics();
+    virtual NetworkInterfacesPort& networkInterfaces();
+    virtual PacketCapturePort& packetCapture();
+    virtual PowerSourcesPort& powerSources();
+    virtual SMARTPort& smart();
+    virtual TasksPort& tasks();
+    virtual VolumesPort& volumes();
 
     /// The state of the sources that the ports read.
     virtual Diagnostics& diagnostics() = 0;
@@ -72,11 +95,21 @@ public:
     BluetoothPort& bluetooth() override { return target_.bluetooth(); }
     UserClientPort& userClients() override { return target_.userClients(); }
     HIDPort& hid() override { return target_.hid(); }
+    SensorDescriptionsPort& sensorDescriptions() override { return target_.sensorDescriptions(); }
     FilesPort& files() override { return target_.files(); }
     HTTPPort& http() override { return target_.http(); }
     HardwareEventsPort& hardwareEvents() override { return target_.hardwareEvents(); }
     QueuesPort& queues() override { return target_.queues(); }
     CostPort& cost() override { return target_.cost(); }
+    BluetoothDevicesPort& bluetoothDevices() override { return target_.bluetoothDevices(); }
+    ConfigurationStorePort& configurationStore() override { return target_.configurationStore(); }
+    GraphicsPort& graphics() override { return target_.graphics(); }
+    NetworkInterfacesPort& networkInterfaces() override { return target_.networkInterfaces(); }
+    PacketCapturePort& packetCapture() override { return target_.packetCapture(); }
+    PowerSourcesPort& powerSources() override { return target_.powerSources(); }
+    SMARTPort& smart() override { return target_.smart(); }
+    TasksPort& tasks() override { return target_.tasks(); }
+    VolumesPort& volumes() override { return target_.volumes(); }
     Diagnostics& diagnostics() override { return target_.diagnostics(); }
 
 protected:

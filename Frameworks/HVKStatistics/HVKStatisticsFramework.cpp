@@ -19,18 +19,26 @@ void notify(const Block& block, const Arguments&... arguments) {
 }  // namespace
 
 HVKStatisticsFramework::HVKStatisticsFramework(Machine& machine)
+    : HVKStatisticsFramework(machine, std::make_shared<HVKStatisticsPlatform>(machine)) {}
+
+HVKStatisticsFramework::HVKStatisticsFramework(Machine& machine, std::shared_ptr<HVKStatisticsPlatform> platform)
     : machine_(machine),
+      platform_(std::move(platform)),
       cpu_(std::make_shared<HVKStatisticsCPU>(machine)),
       memory_(std::make_shared<HVKStatisticsMemory>(machine)),
       load_(std::make_shared<HVKStatisticsLoad>(machine)),
-      uptime_(std::make_shared<HVKStatisticsUptime>(machine)) {
+      sensors_(std::make_shared<HVKStatisticsSensors>(machine)),
+      uptime_(std::make_shared<HVKStatisticsUptime>(machine)),
+      processes_(std::make_shared<HVKStatisticsProcesses>(machine)) {
     setHardwareNotifier(std::make_shared<HVKStatisticsHardwareNotifier>(machine));
 }
 
 HVKStatisticsFramework::~HVKStatisticsFramework() { setHardwareNotifier(nullptr); }
 
 HVKStatisticsFramework& HVKStatisticsFramework::shared() {
-    static HVKStatisticsFramework& instance = *new HVKStatisticsFramework;
+    // The shared recipes are never destroyed: nobody owns them.
+    static HVKStatisticsFramework& instance = *new HVKStatisticsFramework(
+        Machine::current(), std::shared_ptr<HVKStatisticsPlatform>(&HVKStatisticsPlatform::shared(), [](auto*) {}));
     return instance;
 }
 
@@ -79,6 +87,31 @@ void HVKStatisticsFramework::startNotifications() {
         });
     }
 }
+
+const Value& HVKStatisticsFramework::platformRecipe() {
+    if (platform_->platform().is_null()) platform_->loadPlatform();
+    return platform_->platform();
+}
+
+void HVKStatisticsFramework::loadPlatform() {
+    if (sensors_) sensors_->loadFromPlatform(platformRecipe());
+    if (gpu_) gpu_->loadFromPlatform(platformRecipe());
+}
+
+void HVKStatisticsFramework::loadGlobalPlatform() {
+    if (platform_->globalplatform().is_null()) platform_->loadGlobalPlatform();
+    if (bluetooth_) bluetooth_->loadFromGlobalPlatform(platform_->globalplatform());
+}
+
+void HVKStatisticsFramework::updatePlatform(std::function<void(bool updated)> completion) {
+    platform_->updatePlatform(std::move(completion));
+}
+
+void HVKStatisticsFramework::updateGlobalPlatform(std::function<void(bool updated)> completion) {
+    platform_->updateGlobalPlatform(std::move(completion));
+}
+
+bool HVKStatisticsFramework::isPlatformSupported() { return !platformRecipe().is_null(); }
 
 void HVKStatisticsFramework::bluetoothChanged() {
     if (bluetooth_) bluetooth_->setBluetoothChanged(true);

@@ -21,9 +21,12 @@
 #include "HVKPlatform/Value.h"
 #include "HVKStatistics/core/HVKStatisticsUptime.h"
 #include "HVKStatistics/core/StatisticsRoles.h"
+#include "HVKStatistics/processes/HVKStatisticsProcesses.h"
 #include "HVKStatistics/processor/HVKStatisticsCPU.h"
 #include "HVKStatistics/processor/HVKStatisticsLoad.h"
 #include "HVKStatistics/processor/HVKStatisticsMemory.h"
+#include "HVKStatistics/sensors/HVKStatisticsPlatform.h"
+#include "HVKStatistics/sensors/HVKStatisticsSensors.h"
 
 namespace hvk {
 
@@ -45,12 +48,12 @@ public:
     void setCPU(std::shared_ptr<HVKStatisticsCPU> module) { cpu_ = std::move(module); }
     const std::shared_ptr<HVKStatisticsMemory>& Memory() const { return memory_; }
     void setMemory(std::shared_ptr<HVKStatisticsMemory> module) { memory_ = std::move(module); }
-    const std::shared_ptr<StatisticsChangeableRole>& GPU() const { return gpu_; }
-    void setGPU(std::shared_ptr<StatisticsChangeableRole> module) { gpu_ = std::move(module); }
+    const std::shared_ptr<StatisticsGPURole>& GPU() const { return gpu_; }
+    void setGPU(std::shared_ptr<StatisticsGPURole> module) { gpu_ = std::move(module); }
     const std::shared_ptr<StatisticsNetworkRole>& Network() const { return network_; }
     void setNetwork(std::shared_ptr<StatisticsNetworkRole> module) { network_ = std::move(module); }
-    const std::shared_ptr<StatisticsModuleRole>& Sensors() const { return sensors_; }
-    void setSensors(std::shared_ptr<StatisticsModuleRole> module) { sensors_ = std::move(module); }
+    const std::shared_ptr<HVKStatisticsSensors>& Sensors() const { return sensors_; }
+    void setSensors(std::shared_ptr<HVKStatisticsSensors> module) { sensors_ = std::move(module); }
     const std::shared_ptr<StatisticsDisksRole>& Disks() const { return disks_; }
     void setDisks(std::shared_ptr<StatisticsDisksRole> module) { disks_ = std::move(module); }
     const std::shared_ptr<StatisticsModuleRole>& Battery() const { return battery_; }
@@ -62,8 +65,8 @@ public:
     const std::shared_ptr<StatisticsHardwareNotifierRole>& HardwareNotifier() const { return hardwareNotifier_; }
     /// The new notifier's delegate becomes this object, the old one's becomes none.
     void setHardwareNotifier(std::shared_ptr<StatisticsHardwareNotifierRole> notifier);
-    const std::shared_ptr<StatisticsModuleRole>& Processes() const { return processes_; }
-    void setProcesses(std::shared_ptr<StatisticsModuleRole> module) { processes_ = std::move(module); }
+    const std::shared_ptr<HVKStatisticsProcesses>& Processes() const { return processes_; }
+    void setProcesses(std::shared_ptr<HVKStatisticsProcesses> module) { processes_ = std::move(module); }
     const std::shared_ptr<StatisticsChangeableRole>& SMART() const { return smart_; }
     void setSMART(std::shared_ptr<StatisticsChangeableRole> module) { smart_ = std::move(module); }
     const std::shared_ptr<HVKStatisticsUptime>& Uptime() const { return uptime_; }
@@ -82,6 +85,25 @@ public:
     /// Starts the notifier's sources. On an interface level of 14.0 or later Bluetooth is started only when the
     /// permission is there; otherwise when the Bluetooth module reports that it was given. Call it on the main thread.
     void startNotifications();
+
+    /// The recipes of the machine: for `shared` it is `HVKStatisticsPlatform::shared`, otherwise one of its own. A host
+    /// names the server of newer recipes there.
+    HVKStatisticsPlatform& Platform() { return *platform_; }
+
+    /// Hands the recipe of the machine's model that is in force to the Sensors and the GPU module; a null one when
+    /// there is none. The first time it is read from the files before.
+    void loadPlatform();
+
+    /// Hands the global recipe to the Bluetooth module, alike.
+    void loadGlobalPlatform();
+
+    /// Asks the server for a newer recipe; the completion, which may be empty, is told on the main queue whether there
+    /// was one. It takes effect with the next `loadPlatform`, or `loadGlobalPlatform`.
+    void updatePlatform(std::function<void(bool updated)> completion);
+    void updateGlobalPlatform(std::function<void(bool updated)> completion);
+
+    /// Whether there is a recipe for the machine's model. The first time it is read from the files before.
+    bool isPlatformSupported();
 
     // The host's blocks, each called on the main queue when it is set.
     std::function<void()> onGPUChanged;
@@ -129,25 +151,31 @@ public:
     void batteryStateChanged() override;
 
 private:
+    HVKStatisticsFramework(Machine& machine, std::shared_ptr<HVKStatisticsPlatform> platform);
+
+    /// The recipe in force; what the files hold when there is none yet.
+    const Value& platformRecipe();
+
     bool isBluetoothAllowed() const;
     void updateConnections(const std::vector<std::string>& keys);
 
     Machine& machine_;
+    std::shared_ptr<HVKStatisticsPlatform> platform_;
     bool demo_ = false;
     std::shared_ptr<HVKStatisticsCPU> cpu_;
     std::shared_ptr<HVKStatisticsMemory> memory_;
-    std::shared_ptr<StatisticsChangeableRole> gpu_;
+    std::shared_ptr<StatisticsGPURole> gpu_;
     std::shared_ptr<StatisticsNetworkRole> network_;
     std::shared_ptr<StatisticsDisksRole> disks_;
     std::shared_ptr<StatisticsModuleRole> battery_;
     std::shared_ptr<StatisticsBluetoothRole> bluetooth_;
     std::shared_ptr<HVKStatisticsLoad> load_;
-    std::shared_ptr<StatisticsModuleRole> sensors_;
+    std::shared_ptr<HVKStatisticsSensors> sensors_;
     std::shared_ptr<StatisticsChangeableRole> smart_;
     std::shared_ptr<HVKStatisticsUptime> uptime_;
     std::shared_ptr<StatisticsModuleRole> packets_;
     std::shared_ptr<StatisticsPowerMetricsRole> powerMetrics_;
-    std::shared_ptr<StatisticsModuleRole> processes_;
+    std::shared_ptr<HVKStatisticsProcesses> processes_;
     std::shared_ptr<StatisticsHardwareNotifierRole> hardwareNotifier_;
 
     /// Work that waits on the main queue holds it weakly, and does nothing once the framework is gone.

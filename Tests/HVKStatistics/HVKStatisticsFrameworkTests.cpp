@@ -6,6 +6,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "HVKBase/Resources.h"
+#include "HVKStatistics/sensors/RecipeFile.h"
+#include "support/Hexadecimal.h"
+#include "support/SavedTree.h"
 #include "support/WrittenMachine.h"
 
 namespace hvk {
@@ -41,6 +45,22 @@ public:
     void setChanged(bool changed) override { this->note(changed ? "changed" : "unchanged"); }
 };
 
+class NotedGPU : public NotedChangeable<StatisticsGPURole> {
+public:
+    using NotedChangeable::NotedChangeable;
+    void loadFromPlatform(const Value& recipe) override { note("load " + recipe.dump()); }
+};
+
+class NotedSensors : public HVKStatisticsSensors {
+public:
+    NotedSensors(Machine& machine, Log& log) : HVKStatisticsSensors(machine), log_(log) {}
+    void setDemo(bool demo) override { log_.push_back(demo ? "Sensors demo" : "Sensors no demo"); }
+    void loadFromPlatform(const Value& recipe) override { log_.push_back("Sensors load " + recipe.dump()); }
+
+private:
+    Log& log_;
+};
+
 class NotedDisks : public NotedChangeable<StatisticsDisksRole> {
 public:
     using NotedChangeable::NotedChangeable;
@@ -61,10 +81,21 @@ class NotedBluetooth : public StatisticsBluetoothRole {
 public:
     explicit NotedBluetooth(Log& log) : log_(log) {}
     void setBluetoothChanged(bool) override { log_.push_back("Bluetooth changed"); }
+    void loadFromGlobalPlatform(const Value& recipe) override { log_.push_back("Bluetooth load " + recipe.dump()); }
     void setOnBluetoothAuthorizationChanged(std::function<void()> block) override { authorized = std::move(block); }
     void setOnDeviceDisconnected(std::function<void()> block) override { disconnected = std::move(block); }
     std::function<void()> authorized;
     std::function<void()> disconnected;
+
+private:
+    Log& log_;
+};
+
+/// A module that is part of the library already; only demo mode comes to it.
+class NotedProcesses : public HVKStatisticsProcesses {
+public:
+    NotedProcesses(Machine& machine, Log& log) : HVKStatisticsProcesses(machine), log_(log) {}
+    void setDemo(bool demo) override { log_.push_back(demo ? "Processes demo" : "Processes no demo"); }
 
 private:
     Log& log_;
@@ -91,16 +122,16 @@ private:
 /// A framework in which every place is taken by a stand-in.
 struct Stage {
     explicit Stage(const Value& answers = Value::object()) : machine(writtenMachine(answers)), framework(*machine) {
-        framework.setGPU(std::make_shared<NotedChangeable<StatisticsChangeableRole>>("GPU", log));
+        framework.setGPU(std::make_shared<NotedGPU>("GPU", log));
         framework.setSMART(std::make_shared<NotedChangeable<StatisticsChangeableRole>>("SMART", log));
         framework.setDisks(std::make_shared<NotedDisks>("Disks", log));
         framework.setNetwork(network);
         framework.setBluetooth(bluetooth);
         framework.setHardwareNotifier(notifier);
-        framework.setSensors(std::make_shared<NotedModule>("Sensors", log));
+        framework.setSensors(std::make_shared<NotedSensors>(*machine, log));
         framework.setBattery(std::make_shared<NotedModule>("Battery", log));
         framework.setPackets(std::make_shared<NotedModule>("Packets", log));
-        framework.setProcesses(std::make_shared<NotedModule>("Processes", log));
+        framework.setProcesses(std::make_shared<NotedProcesses>(*machine, log));
         framework.setPowerMetrics(std::make_shared<StatisticsPowerMetricsRole>());
     }
 
@@ -125,6 +156,43 @@ TEST(Framework, DemoModeReachesTheModulesInOrder) {
     stage.framework.setDemo(false);
     EXPECT_FALSE(stage.framework.CPU()->demo());
     EXPECT_EQ(stage.taken().front(), "GPU no demo");
+}
+
+TEST(Framework, RecipesReachTheModulesThatUseThem) {
+    test::SavedTree resources;
+    setResourceDirectory(resources.root());
+    const Value system = {{"system", {{"modelName", "Example13,1"}}}};
+    Stage none(system);
+    EXPECT_FALSE(none.framework.isPlatformSupported());
+    none.framework.loadPlatform();
+    none.framework.loadGlobalPlatform();
+    EXPECT_THAT(none.taken(), ElementsAre("Sensors load null", "GPU load null", "Bluetooth load null"));
+
+    const auto file = *encodeRecipe(R"({"version":1})");
+    const std::string content(file.begin(), file.end());
+    resources.write("/Example13,1.recipe", content).write("/global.recipe", content);
+    const std::string address = "https://recipes.example/corvane7/platforms/";
+    const auto newer = *encodeRecipe(R"({"version":2})");
+    Value described = system;
+    described["http"]["answers"][address] = {{"status", 200}, {"body", {{"$data", test::hexadecimal(newer)}}}};
+    Stage stage(described);
+    EXPECT_TRUE(stage.framework.isPlatformSupported());
+    stage.framework.loadPlatform();
+    stage.framework.loadGlobalPlatform();
+    EXPECT_THAT(stage.taken(), ElementsAre("Sensors load {\"version\":1}", "GPU load {\"version\":1}",
+                                           "Bluetooth load {\"version\":1}"));
+
+    std::vector<bool> told;
+    stage.framework.Platform().setServer("https://recipes.example");
+    stage.framework.updatePlatform([&](bool updated) { told.push_back(updated); });
+    stage.framework.updateGlobalPlatform([&](bool updated) { told.push_back(updated); });
+    stage.framework.updateGlobalPlatform({});
+    stage.machine->advance(1);
+    EXPECT_THAT(told, ElementsAre(true, false));
+    EXPECT_THAT(stage.taken(), IsEmpty()) << "it takes effect with the next load";
+    stage.framework.loadPlatform();
+    EXPECT_EQ(stage.taken().front(), "Sensors load {\"version\":2}");
+    setResourceDirectory("");
 }
 
 TEST(Framework, NotificationsStartInOrderAndBluetoothWithPermission) {

@@ -30,15 +30,20 @@ int main() {
     framework.setDisks(disks);
     framework.disksChanged();
 
+    // The string tables are found beside the library, wherever that was moved.
+    hvk::setPreferredLanguages({"de"});
+    const std::string fan = hvk::SensorCatalogue(*machine).localizedNameForSensor("Fan 2");
+
     const auto missing = hvk::makeSavedMachine("/nowhere at all");
     const hvk::Value report = {{"load", framework.Load()->stats()},
                                {"memory", framework.Memory()->stats()},
                                {"boot", framework.Uptime()->boot},
                                {"changes", disks->changes},
+                               {"fan", fan},
                                {"hash", hvk::statisticsHash("")}};
     std::cout << report.dump(2) << '\n';
     const bool works = framework.Load()->history()[1].time == now - 1 && framework.Memory()->memory().total > 0 &&
-                       framework.Uptime()->boot > 0 && disks->changes == 1 && !missing &&
+                       framework.Uptime()->boot > 0 && disks->changes == 1 && fan == "Lüfter 2" && !missing &&
                        missing.failure().kind == hvk::FailureKind::Absent;
     return works ? 0 : 1;
 }

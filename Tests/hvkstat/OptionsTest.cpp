@@ -54,7 +54,9 @@ TEST(HvkstatOptions, WrongUseSaysWhatWouldBeRight) {
         "it takes seconds since 1970 (1700000000), seconds before the end (-60, a year at most), or now";
     const std::vector<Case> cases = {
         {{"reprot"}, "'reprot' is no command; did you mean 'report'?"},
-        {{"frobnicate"}, "'frobnicate' is no command; the commands are report, history, doctor"},
+        {{"frobnicate"},
+         "'frobnicate' is no command; the commands are report, history, processes, "
+         "sensors, doctor, recipe"},
         {{"report", "--intervl", "3"}, "--intervl: no such option; did you mean --interval?"},
         {{"--mahcine", "x", "doctor"}, "--mahcine: no such option; did you mean --machine?"},
         {{"doctor", "--count", "3"},
@@ -73,8 +75,11 @@ TEST(HvkstatOptions, WrongUseSaysWhatWouldBeRight) {
         {{"report", "--count", "1.5"}, "--count: '1.5' is not accepted; " + count},
         {{"report", "--count", "99999999999999999999"}, "--count: '99999999999999999999' is not accepted; " + count},
         {{"report", "--modules", "cpu,lod"},
-         "--modules: 'lod' is no module, did you mean 'load'?; the modules are cpu, memory, load, uptime"},
-        {{"report", "--modules", "cpu,"}, "--modules: '' is no module; the modules are cpu, memory, load, uptime"},
+         "--modules: 'lod' is no module, did you mean 'load'?; the modules are cpu, memory, load, processes, "
+         "sensors, uptime"},
+        {{"report", "--modules", "cpu,"},
+         "--modules: '' is no module; the modules are cpu, memory, load, processes, "
+         "sensors, uptime"},
         {{"--json=maybe"}, "--json: it takes no value"},
         {{"history"}, "history: MODULE is missing; it is one of cpu, memory, swap, load"},
         {{"history", "uptime"}, "history: 'uptime' keeps no history; MODULE is one of cpu, memory, swap, load"},

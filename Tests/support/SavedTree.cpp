@@ -27,6 +27,13 @@ SavedTree& SavedTree::write(std::string_view file, std::string_view content) {
     return *this;
 }
 
+SavedTree& SavedTree::link(std::string_view file, std::string_view target) {
+    const fs::path full = path(file);
+    fs::create_directories(full.parent_path());
+    fs::create_symlink(target, full);
+    return *this;
+}
+
 SavedTree& SavedTree::processor(unsigned number, std::string_view threadSiblings) {
     const std::string directory = "/sys/devices/system/cpu/cpu" + std::to_string(number) + "/topology/";
     return write(directory + "thread_siblings_list", std::string(threadSiblings) + "\n");

@@ -20,6 +20,9 @@ public:
     /// Writes the topology files of one processor.
     SavedTree& processor(unsigned number, std::string_view threadSiblings);
 
+    /// Makes a symbolic link, whether or not its target is there: link("/sys/class/hwmon/hwmon0", "../../devices/...").
+    SavedTree& link(std::string_view file, std::string_view target);
+
     /// Removes a file, or a directory with all below it.
     void remove(std::string_view file);
 

@@ -1,5 +1,7 @@
 #include "hvkstat/Modules.h"
 
+#include "hvkstat/SensorRecipe.h"
+
 namespace hvk::hvkstat {
 
 namespace {
@@ -31,6 +33,47 @@ void fillUptime(HVKStatisticsFramework& framework, double time, ReportView& view
 
 Value uptimeStats(HVKStatisticsFramework& framework, double time) {
     return {{"boot", framework.Uptime()->boot}, {"uptime", uptimeSeconds(*framework.Uptime(), time)}};
+}
+
+/// The lists that this host shows: the busiest processes and families by each of these.
+constexpr ProcessListKey ProcessKeys[] = {ProcessListKey::CPU,     ProcessListKey::Memory,
+                                          ProcessListKey::Power,   ProcessListKey::Energy,
+                                          ProcessListKey::Network, ProcessListKey::DiskActivity};
+constexpr std::int64_t ProcessRows = 10;
+constexpr std::int64_t ProcessRowsShown = 5;
+
+Value processesStats(HVKStatisticsFramework& framework, double) {
+    HVKStatisticsProcesses& processes = *framework.Processes();
+    Value lists = {{"count", processes.processes().size()}};
+    for (const ProcessListKey key : ProcessKeys) {
+        ProcessListConfig configuration{key, ProcessRows, 0, false};
+        lists[configuration.cacheKey()] = processes.processesWithConfig(configuration).toValue();
+        configuration.combine = true;
+        lists[configuration.cacheKey()] = processes.combinedProcessesWithConfig(configuration).toValue();
+    }
+    return lists;
+}
+
+void fillProcesses(HVKStatisticsFramework& framework, double, ReportView& view) {
+    HVKStatisticsProcesses& processes = *framework.Processes();
+    ProcessesView shown;
+    shown.count = processes.processes().size();
+    const ProcessListRows& list =
+        processes.combinedProcessesWithConfig({ProcessListKey::CPU, ProcessRowsShown, 0, true});
+    for (const ProcessListRow& row : list.rows)
+        shown.families.push_back({row.process->pid, row.process->name, row.values[0]});
+    view.processes = std::move(shown);
+}
+
+void fillSensors(HVKStatisticsFramework& framework, double, ReportView& view) {
+    const HVKStatisticsSensors& sensors = *framework.Sensors();
+    SensorsView shown;
+    shown.count = sensors.sensors().size();
+    for (const Value& key : sensors.defaultSensors()) {
+        const auto sensor = key.is_string() ? sensors.sensorWithKey(key.get<std::string>()) : nullptr;
+        if (sensor && sensor->exists) shown.sensors.push_back({sensor->name, sensor->type, sensor->value});
+    }
+    view.sensors = std::move(shown);
 }
 
 std::vector<ModuleEntry> makeEntries() {
@@ -73,6 +116,20 @@ std::vector<ModuleEntry> makeEntries() {
            [](Framework& framework, double start, double end, std::int64_t interval) {
                return framework.Load()->historyAverage(start, end, interval);
            }}}},
+        {"processes",
+         [](Framework& framework, double time) { framework.Processes()->update(time); },
+         processesStats,
+         fillProcesses,
+         {},
+         true,
+         [](Framework& framework, Machine&, double time) { framework.Processes()->update(time); }},
+        {"sensors",
+         [](Framework& framework, double time) { framework.Sensors()->update(time); },
+         [](Framework& framework, double) { return framework.Sensors()->stats(); },
+         fillSensors,
+         {},
+         false,
+         [](Framework& framework, Machine& machine, double) { prepareSensors(framework, machine); }},
         // The boot time is read when the module is made.
         {"uptime", [](Framework&, double) {}, uptimeStats, fillUptime, {}},
     };

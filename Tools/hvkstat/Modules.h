@@ -49,6 +49,8 @@ struct ModuleEntry {
     std::vector<HistoryEntry> histories;
     /// The figures are of the time since the previous reading: a second pass at the same moment says nothing.
     bool overInterval = false;
+    /// Makes the module ready before its first update, when there is something to do: a first reading, a recipe.
+    void (*begin)(HVKStatisticsFramework&, Machine&, double time) = nullptr;
 };
 
 /// Every module, in the order in which it is sampled and shown.

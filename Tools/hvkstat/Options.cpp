@@ -20,6 +20,7 @@ namespace {
 constexpr double ShortestInterval = 0.001;
 constexpr double LongestInterval = 86400;
 constexpr std::uint64_t MostSamples = 1'000'000'000;
+constexpr std::uint64_t MostRows = 10'000'000;
 constexpr std::int64_t LongestBucket = 31'536'000;
 constexpr double FarthestBack = 31'536'000;
 /// The last second of the year 9999.
@@ -27,6 +28,8 @@ constexpr double LatestTime = 253402300799;
 
 constexpr std::string_view IntervalRange = "a number of seconds from 0.001 to 86400";
 constexpr std::string_view CountRange = "a whole number from 1 to 1000000000";
+constexpr std::string_view RowsRange = "a whole number of rows from 1 to 10000000";
+constexpr std::string_view ThresholdRange = "an energy impact of 0 or more";
 constexpr std::string_view BucketRange = "a whole number of seconds from 1 to 31536000";
 constexpr std::string_view BoundRange =
     "seconds since 1970 (1700000000), seconds before the end (-60, a year at most), or now";
@@ -60,14 +63,36 @@ Exit badValue(std::string_view option, std::string_view value, std::string_view 
 
 /// The command line as text, before its values are checked.
 struct RawOptions {
-    bool json = false;
-    std::string root, machine, modules, interval, count, history, start, end, bucket;
+    bool json = false, combine = false, tree = false, all = false;
+    std::string root, machine, modules, interval, count, history, start, end, bucket, sort, threshold;
+    std::string recipeAction;
+    std::vector<std::string> recipeFiles;
 };
 
-/// What the options take that have a value, in words.
-std::string acceptedBy(const std::string& option, bool history) {
-    if (option == "--interval") return std::string(history ? BucketRange : IntervalRange);
-    if (option == "--count") return std::string(CountRange);
+/// What `recipe` can do, and the files that it takes.
+struct RecipeActionRow {
+    const char* name;
+    RecipeAction action;
+    std::vector<const char*> files;
+    std::size_t needed;  ///< so many of them
+};
+
+const std::vector<RecipeActionRow>& recipeActions() {
+    static const std::vector<RecipeActionRow> rows = {
+        {"decode", RecipeAction::Decode, {"IN"}, 1},
+        {"encode", RecipeAction::Encode, {"IN", "OUT"}, 2},
+        {"check", RecipeAction::Check, {"IN"}, 1},
+        {"make", RecipeAction::Make, {"OUT"}, 0},
+    };
+    return rows;
+}
+
+/// What the options of a command take that have a value, in words.
+std::string acceptedBy(const std::string& option, std::string_view command) {
+    if (option == "--interval") return std::string(command == "history" ? BucketRange : IntervalRange);
+    if (option == "--count") return std::string(command == "processes" ? RowsRange : CountRange);
+    if (option == "--sort") return "one of " + join(processSortKeys());
+    if (option == "--threshold") return std::string(ThresholdRange);
     if (option == "--start" || option == "--end") return std::string(BoundRange);
     if (option == "--modules") return "a list of " + join(moduleNames());
     return option == "--root" ? "the name of a directory" : "the name of a file";
@@ -117,13 +142,44 @@ std::unique_ptr<CLI::App> makeParser(RawOptions& raw) {
         "window is full. 'now' is then the moment when the command ends, and a window that lies in the past is\n"
         "moved so that it begins now.");
 
+    CLI::App* processes = app->add_subcommand("processes", "print the busiest processes, or families of processes");
+    processes->add_flag("--json", raw.json, "one JSON object");
+    processes->add_option("--sort", raw.sort, "one of " + join(processSortKeys()) + "; cpu by default")
+        ->type_name("METRIC");
+    processes->add_flag("--combine", raw.combine, "one row for each family, its members counted with its head");
+    processes->add_option("--count", raw.count, "at most so many rows; 20 by default, all with --tree")->type_name("N");
+    processes->add_option("--threshold", raw.threshold, "with --sort power: leave out what is below")->type_name("X");
+    processes->add_flag("--tree", raw.tree, "every family with its members");
+    processes->add_option("--interval", raw.interval, "measure for so long; 1 by default")->type_name("SECONDS");
+    processes->footer(
+        "Rates are those of the interval. Power is the mean energy impact and lists applications only; energy is\n"
+        "the latest impact, of every process. A family is an application or service with the processes that work\n"
+        "for it; shells and launchers do not count as the family of what they start.");
+
+    CLI::App* sensors = app->add_subcommand("sensors", "print temperatures, fans, voltages, currents and power");
+    sensors->add_flag("--json", raw.json, "one JSON object");
+    sensors->add_flag("--all", raw.all, "those that do not answer too, and every key of the controller");
+    sensors->footer(
+        "Which sensors there are and what they are called is said by the recipe of the model. A Linux machine without\n"
+        "one gets a recipe of what its sensors say of themselves; 'hvkstat recipe make' prints it.");
+
     CLI::App* doctor = app->add_subcommand("doctor", "say which sources work, why not, and what measuring costs");
     doctor->add_flag("--json", raw.json, "one JSON object");
     doctor->footer(
         "Failing sources are the answer and no failure: the exit code is 1 only when nothing could be read.");
 
+    CLI::App* recipe = app->add_subcommand("recipe", "read, write and check recipes: what sensors a model has");
+    recipe->add_option("ACTION", raw.recipeAction, "one of decode, encode, check, make")->type_name(" ");
+    recipe->add_option("FILES", raw.recipeFiles, "IN; OUT for encode and make")->type_name(" ")->expected(0, -1);
+    recipe->footer(
+        "recipe decode IN        print the JSON text of a recipe file\n"
+        "recipe encode IN OUT    make a recipe file of a JSON text\n"
+        "recipe check IN         say what is wrong with either, by line and key; the exit code is 1 when something is\n"
+        "recipe make [OUT]       make the recipe of this machine from what its sensors say of themselves; without OUT\n"
+        "                        its JSON text is printed");
+
     app->get_formatter()->label("SUBCOMMAND", "COMMAND");
-    for (CLI::App* command : {report, history, doctor}) {
+    for (CLI::App* command : {report, history, processes, sensors, doctor, recipe}) {
         command->group("Commands");
         command->allow_extras();
         command->fallthrough();
@@ -245,16 +301,20 @@ std::variant<std::vector<std::string>, Exit> checkModules(const CLI::App& report
     return chosen;
 }
 
+std::optional<Exit> checkInterval(const CLI::App& command, const RawOptions& raw, Options& options) {
+    if (command.get_option("--interval")->count() == 0) return std::nullopt;
+    const auto seconds = parseNumber(raw.interval);
+    if (!seconds || *seconds < ShortestInterval || *seconds > LongestInterval)
+        return badValue("--interval", raw.interval, IntervalRange);
+    options.interval = *seconds;
+    return std::nullopt;
+}
+
 std::optional<Exit> checkReport(const CLI::App& report, const RawOptions& raw, Options& options) {
     auto modules = checkModules(report, raw.modules);
     if (auto* wrong = std::get_if<Exit>(&modules)) return std::move(*wrong);
     options.modules = std::get<std::vector<std::string>>(std::move(modules));
-    if (report.get_option("--interval")->count() != 0) {
-        const auto seconds = parseNumber(raw.interval);
-        if (!seconds || *seconds < ShortestInterval || *seconds > LongestInterval)
-            return badValue("--interval", raw.interval, IntervalRange);
-        options.interval = *seconds;
-    }
+    if (auto wrong = checkInterval(report, raw, options)) return wrong;
     if (report.get_option("--count")->count() != 0) {
         const auto count = parseWhole(raw.count);
         if (!count || *count == 0 || *count > MostSamples) return badValue("--count", raw.count, CountRange);
@@ -294,6 +354,61 @@ std::optional<Exit> checkHistory(const CLI::App& history, const RawOptions& raw,
     return std::nullopt;
 }
 
+std::optional<Exit> checkRecipe(const RawOptions& raw, Options& options) {
+    std::vector<std::string> known;
+    for (const RecipeActionRow& row : recipeActions()) known.emplace_back(row.name);
+    if (raw.recipeAction.empty())
+        return usageError(fmt::format("recipe: ACTION is missing; it is one of {}", join(known)));
+    const auto row = std::find_if(recipeActions().begin(), recipeActions().end(),
+                                  [&](const RecipeActionRow& one) { return one.name == raw.recipeAction; });
+    if (row == recipeActions().end()) {
+        const auto meant = nearest(raw.recipeAction, known);
+        return usageError(fmt::format("recipe: '{}' is no action{}; ACTION is one of {}", raw.recipeAction,
+                                      meant ? fmt::format(", did you mean '{}'?", *meant) : "", join(known)));
+    }
+    options.recipeAction = row->action;
+    const auto& files = raw.recipeFiles;
+    if (files.size() < row->needed)
+        return usageError(fmt::format("recipe {}: {} is missing", row->name, row->files[files.size()]));
+    if (files.size() > row->files.size())
+        return usageError(
+            fmt::format("'{}' is one word too many for 'recipe {}'", files[row->files.size()], row->name));
+    for (std::size_t index = 0; index < files.size(); ++index)
+        if (files[index].empty())
+            return usageError(fmt::format("recipe {}: {}: the name is empty", row->name, row->files[index]));
+    for (std::size_t index = 0; index < files.size(); ++index)
+        (row->files[index] == std::string_view("IN") ? options.input : options.outputFile) = files[index];
+    return std::nullopt;
+}
+
+std::optional<Exit> checkProcesses(const CLI::App& processes, const RawOptions& raw, Options& options) {
+    options.combine = raw.combine;
+    options.tree = raw.tree;
+    if (processes.get_option("--sort")->count() != 0) {
+        const auto& known = processSortKeys();
+        if (std::find(known.begin(), known.end(), raw.sort) == known.end()) {
+            const auto meant = nearest(raw.sort, known);
+            return usageError(fmt::format("--sort: '{}' is no metric{}; it takes one of {}", raw.sort,
+                                          meant ? fmt::format(", did you mean '{}'?", *meant) : "", join(known)));
+        }
+        options.sort = raw.sort;
+    }
+    if (raw.tree) options.rows = MostRows;
+    if (processes.get_option("--count")->count() != 0) {
+        const auto count = parseWhole(raw.count);
+        if (!count || *count == 0 || *count > MostRows) return badValue("--count", raw.count, RowsRange);
+        options.rows = *count;
+    }
+    if (processes.get_option("--threshold")->count() != 0) {
+        const auto least = parseNumber(raw.threshold);
+        if (!least || *least < 0) return badValue("--threshold", raw.threshold, ThresholdRange);
+        if (options.sort != "power") return usageError("--threshold goes with --sort power");
+        options.threshold = *least;
+    }
+    if (raw.tree && raw.combine) return usageError("--tree and --combine do not go together: a tree has every family");
+    return checkInterval(processes, raw, options);
+}
+
 std::variant<Options, Exit> checkOptions(const CLI::App& app, const RawOptions& raw, bool commandGiven) {
     const CLI::App& command = *app.get_subcommands().front();
     if (const auto left = app.remaining(true); !left.empty()) return unexpected(app, command, left);
@@ -318,6 +433,15 @@ std::variant<Options, Exit> checkOptions(const CLI::App& app, const RawOptions& 
     } else if (command.get_name() == "history") {
         options.command = CommandName::History;
         wrong = checkHistory(command, raw, options);
+    } else if (command.get_name() == "recipe") {
+        options.command = CommandName::Recipe;
+        wrong = checkRecipe(raw, options);
+    } else if (command.get_name() == "processes") {
+        options.command = CommandName::Processes;
+        wrong = checkProcesses(command, raw, options);
+    } else if (command.get_name() == "sensors") {
+        options.command = CommandName::Sensors;
+        options.all = raw.all;
     } else {
         options.command = CommandName::Doctor;
     }
@@ -326,6 +450,11 @@ std::variant<Options, Exit> checkOptions(const CLI::App& app, const RawOptions& 
 }
 
 }  // namespace
+
+const std::vector<std::string>& processSortKeys() {
+    static const std::vector<std::string> keys = {"cpu", "memory", "power", "energy", "network", "diskactivity"};
+    return keys;
+}
 
 Result<TimeBound> parseTimeBound(std::string_view text) {
     if (text == "now") return TimeBound{0, true};
@@ -364,10 +493,16 @@ std::variant<Options, Exit> parseArguments(const std::vector<std::string>& argum
     } catch (const CLI::ArgumentMismatch& error) {
         const std::string_view text = error.what();
         const std::string option(text.substr(0, text.find(':')));
+        const auto given = app->get_subcommands();
         return usageError(fmt::format("{}: its value is missing; it takes {}", option,
-                                      acceptedBy(option, app->got_subcommand("history"))));
+                                      acceptedBy(option, given.empty() ? std::string() : given.front()->get_name())));
     } catch (const CLI::ConversionError&) {
-        return usageError("--json: it takes no value");
+        const auto word = std::find_if(ordered.arguments.begin(), ordered.arguments.end(), [](const std::string& one) {
+            return one.starts_with("--json=") || one.starts_with("--combine=") || one.starts_with("--tree=") ||
+                   one.starts_with("--all=");
+        });
+        const std::string flag = word == ordered.arguments.end() ? "--json" : word->substr(0, word->find('='));
+        return usageError(flag + ": it takes no value");
     } catch (const CLI::ParseError& error) {
         return usageError(error.what());
     }

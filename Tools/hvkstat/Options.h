@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -13,7 +14,10 @@
 
 namespace hvk::hvkstat {
 
-enum class CommandName { Report, History, Doctor };
+enum class CommandName { Report, History, Processes, Sensors, Doctor, Recipe };
+
+/// What `recipe` does.
+enum class RecipeAction { Decode, Encode, Check, Make };
 
 /// A bound of a window of time: seconds since 1970, or relative to the end of what can be measured.
 struct TimeBound {
@@ -38,12 +42,27 @@ struct Options {
     double interval = 1;               ///< seconds
     std::uint64_t count = 1;
 
+    // processes
+    std::string sort = "cpu";         ///< a metric of processSortKeys
+    std::uint64_t rows = 20;          ///< most rows to print
+    std::optional<double> threshold;  ///< least energy impact; only with "power"
+    bool combine = false;             ///< a row for each family
+    bool tree = false;                ///< the families with their members
+
+    // sensors
+    bool all = false;  ///< every key of the controller and every HID reading
+
     // history
     std::string history;  ///< a name from Modules.h
     /// The two ends of the window, in either order: which is the newer one is known once both are resolved.
     TimeBound start{-60, true};
     TimeBound end{0, true};
     std::int64_t bucketSeconds = 10;
+
+    // recipe
+    RecipeAction recipeAction = RecipeAction::Decode;
+    std::string input;       ///< the file that is read
+    std::string outputFile;  ///< the one that is written; only for an action that writes one
 };
 
 /// The command line is answered, rightly or wrongly, and nothing is to be done.
@@ -59,6 +78,9 @@ std::variant<Options, Exit> parseArguments(const std::vector<std::string>& argum
 /// Seconds since 1970 ("1700000000", "1700000000.5"), or with a leading minus seconds before the end ("-60", "-0"), or
 /// "now" for "-0". Malformed with a detail that says what is accepted.
 Result<TimeBound> parseTimeBound(std::string_view text);
+
+/// What processes can be sorted by: "cpu", "memory", ...
+const std::vector<std::string>& processSortKeys();
 
 /// The exit codes of the program.
 inline constexpr int ExitOk = 0;

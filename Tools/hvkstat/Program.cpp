@@ -11,7 +11,10 @@
 #include "hvkstat/commands/Doctor.h"
 #include "hvkstat/commands/History.h"
 #include "hvkstat/commands/Live.h"
+#include "hvkstat/commands/Processes.h"
+#include "hvkstat/commands/Recipe.h"
 #include "hvkstat/commands/Report.h"
+#include "hvkstat/commands/Sensors.h"
 #include "hvkstat/render/Units.h"
 
 namespace hvk::hvkstat {
@@ -19,6 +22,8 @@ namespace hvk::hvkstat {
 namespace {
 
 int runCommand(const Options& options, const Host& host) {
+    // Files are read and written; only one that is made needs a machine.
+    if (options.command == CommandName::Recipe) return runRecipe(options, host);
     auto opened = Session::open(options);
     if (!opened) {
         const Failure& failure = opened.failure();
@@ -29,7 +34,10 @@ int runCommand(const Options& options, const Host& host) {
     Session& session = **opened;
     switch (options.command) {
         case CommandName::History: return runHistory(session, options, host);
+        case CommandName::Processes: return runProcesses(session, options, host);
+        case CommandName::Sensors: return runSensors(session, options, host);
         case CommandName::Doctor: return runDoctor(session, options, host);
+        case CommandName::Recipe:
         case CommandName::Report: break;
     }
     if (options.liveWhenTerminal && host.terminal) return runLive(session, options, host);

@@ -4,6 +4,7 @@
 
 #include "HVKPlatform/LiveMachine.h"
 #include "HVKPlatform/recorded/RecordedMachine.h"
+#include "hvkstat/SensorRecipe.h"
 
 namespace hvk::hvkstat {
 
@@ -22,6 +23,9 @@ Result<T> difference(const Result<T>& before, const Result<T>& after) {
 Result<std::unique_ptr<Session>> Session::open(const Options& options) {
     std::vector<std::string> modules = options.modules;
     if (options.command == CommandName::History) modules = {std::string(findHistory(options.history).module->name)};
+    if (options.command == CommandName::Processes) modules = {"processes"};
+    if (options.command == CommandName::Sensors) modules = {"sensors"};
+    if (options.command == CommandName::Recipe) modules = {"uptime"};
 
     if (!options.machine.empty()) {
         auto recorded = RecordedMachine::fromFile(options.machine);
@@ -43,6 +47,9 @@ Session::Session(std::unique_ptr<Machine> machine, const std::vector<std::string
         if (modules.empty() || std::find(modules.begin(), modules.end(), entry.name) != modules.end())
             modules_.push_back(&entry);
     framework_ = std::make_unique<HVKStatisticsFramework>(*machine_);
+    const double time = machine_->clock().wallSeconds();
+    for (const ModuleEntry* module : modules_)
+        if (module->begin != nullptr) module->begin(*framework_, *machine_, time);
     model_ = machine_->system().modelName().valueOr("");
     system_ = machine_->system().operatingSystemName().valueOr("");
 }
@@ -52,6 +59,8 @@ void Session::wait(double seconds) { machine_->queues().runMain(seconds); }
 double Session::sample() {
     const double time = machine_->clock().wallSeconds();
     lastPass_.clear();
+    if (std::any_of(modules_.begin(), modules_.end(), [](const auto* module) { return module->name == "sensors"; }))
+        addNewSensors(*framework_, *machine_, sensorRevision_);
     for (const ModuleEntry* module : modules_) lastPass_.push_back(update(*module, time));
     return time;
 }

@@ -75,6 +75,7 @@ private:
     std::string model_;
     std::string system_;
     std::vector<PassCost> lastPass_;
+    std::optional<std::uint64_t> sensorRevision_;  ///< which sensors are known, where they come and go
 };
 
 }  // namespace hvk::hvkstat

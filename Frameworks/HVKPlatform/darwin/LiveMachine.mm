@@ -4,6 +4,9 @@
 #include "HVKPlatform/darwin/Bluetooth.h"
 #include "HVKPlatform/darwin/Clock.h"
 #include "HVKPlatform/darwin/Cost.h"
+#include "HVKPlatform/darwin/Files.h"
+#include "HVKPlatform/darwin/HTTP.h"
+#include "HVKPlatform/darwin/HID.h"
 #include "HVKPlatform/darwin/HostPort.h"
 #include "HVKPlatform/darwin/Load.h"
 #include "HVKPlatform/darwin/Memory.h"
@@ -11,7 +14,9 @@
 #include "HVKPlatform/darwin/Processor.h"
 #include "HVKPlatform/darwin/Queues.h"
 #include "HVKPlatform/darwin/Registry.h"
+#include "HVKPlatform/darwin/SensorDescriptions.h"
 #include "HVKPlatform/darwin/System.h"
+#include "HVKPlatform/darwin/UserClient.h"
 
 namespace hvk {
 
@@ -19,6 +24,9 @@ namespace {
 
 class DarwinMachine : public Machine {
 public:
+    // An answer is handed to the queues: none comes any more when they end.
+    ~DarwinMachine() override { http_.stop(); }
+
     ClockPort& clock() override { return clock_; }
     SystemPort& system() override { return system_; }
     ProcessorPort& processor() override { return processor_; }
@@ -29,6 +37,7 @@ public:
     BluetoothPort& bluetooth() override { return bluetooth_; }
     UserClientPort& userClients() override { return userClients_; }
     HIDPort& hid() override { return hid_; }
+    SensorDescriptionsPort& sensorDescriptions() override { return sensorDescriptions_; }
     FilesPort& files() override { return files_; }
     HTTPPort& http() override { return http_; }
     HardwareEventsPort& hardwareEvents() override { return hardwareEvents_; }
@@ -47,11 +56,12 @@ private:
     DarwinProcessTablePort processTable_{diagnostics_};
     DarwinRegistryPort registry_{diagnostics_};
     DarwinBluetoothPort bluetooth_{diagnostics_};
-    UnsupportedUserClientPort userClients_;
-    UnsupportedHIDPort hid_;
-    UnsupportedFilesPort files_;
-    UnsupportedHTTPPort http_;
     UnsupportedHardwareEventsPort hardwareEvents_;
+    DarwinUserClientPort userClients_{diagnostics_};
+    DarwinHIDPort hid_{diagnostics_};
+    DarwinFilesPort files_{diagnostics_};
+    DarwinHTTPPort http_{diagnostics_};
+    DarwinSensorDescriptionsPort sensorDescriptions_;
     DarwinCostPort cost_{diagnostics_};
     // Last, so destroyed first: no work runs while the ports that it uses go.
     DarwinQueuesPort queues_;

@@ -22,6 +22,7 @@ public:
     Result<std::uint32_t> logicalProcessorCount() override;
     Result<std::uint32_t> physicalProcessorCount() override;
     Result<std::string> userName(std::uint32_t user) override;
+    Result<std::vector<std::string>> preferredLanguages() override;
 
 private:
     const HostPort& host_;
@@ -36,6 +37,7 @@ private:
     SourceHealth& logicalHealth_;
     SourceHealth& physicalHealth_;
     SourceHealth& usersHealth_;
+    SourceHealth& languagesHealth_;
 };
 
 }  // namespace hvk

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstddef>
 
+#include "HVKPlatform/darwin/CFOwned.h"
 #include "HVKPlatform/darwin/Cost.h"
 #include "HVKPlatform/darwin/Outcome.h"
 #include "HVKPlatform/darwin/decode/Failures.h"
@@ -47,7 +48,8 @@ DarwinSystemPort::DarwinSystemPort(const HostPort& host, Diagnostics& diagnostic
       modelHealth_(diagnostics.source(model_.name(), "model of the machine")),
       logicalHealth_(diagnostics.source(logical_.name(), "number of logical processors")),
       physicalHealth_(diagnostics.source(physical_.name(), "number of cores")),
-      usersHealth_(diagnostics.source("getpwuid_r", "user names", "check that the directory service answers")) {}
+      usersHealth_(diagnostics.source("getpwuid_r", "user names", "check that the directory service answers")),
+      languagesHealth_(diagnostics.source("CFLocaleCopyPreferredLanguages", "preferred languages")) {}
 
 Result<OperatingSystemVersion> DarwinSystemPort::operatingSystemVersion() {
     @autoreleasepool {
@@ -108,6 +110,21 @@ Result<std::string> DarwinSystemPort::userName(std::uint32_t user) {
         usersHealth_.works();
         if (found == nullptr) return Failure{FailureKind::Absent, "getpwuid_r", "no user " + std::to_string(user)};
         return std::string(found->pw_name);
+    }
+}
+
+Result<std::vector<std::string>> DarwinSystemPort::preferredLanguages() {
+    @autoreleasepool {
+        const CFOwned<CFArrayRef> languages(CFLocaleCopyPreferredLanguages());
+        std::vector<std::string> tags;
+        for (NSString* language in (__bridge NSArray*)languages.get()) {
+            const char* tag = language.UTF8String;
+            if (tag != nullptr) tags.emplace_back(tag);
+        }
+        if (tags.empty())
+            return languagesHealth_.failed({FailureKind::Absent, "CFLocaleCopyPreferredLanguages", "it names none"});
+        languagesHealth_.works();
+        return tags;
     }
 }
 

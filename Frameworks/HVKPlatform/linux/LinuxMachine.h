@@ -5,6 +5,10 @@
 #include "HVKPlatform/linux/Bluetooth.h"
 #include "HVKPlatform/linux/Clock.h"
 #include "HVKPlatform/linux/Cost.h"
+#include "HVKPlatform/linux/Files.h"
+#include "HVKPlatform/linux/HID.h"
+#include "HVKPlatform/linux/HTTP.h"
+#include "HVKPlatform/linux/HardwareMonitors.h"
 #include "HVKPlatform/linux/LinuxRoot.h"
 #include "HVKPlatform/linux/Load.h"
 #include "HVKPlatform/linux/Memory.h"
@@ -12,15 +16,19 @@
 #include "HVKPlatform/linux/Processor.h"
 #include "HVKPlatform/linux/Queues.h"
 #include "HVKPlatform/linux/Registry.h"
+#include "HVKPlatform/linux/SensorDescriptions.h"
 #include "HVKPlatform/linux/System.h"
 #include "HVKPlatform/linux/Topology.h"
+#include "HVKPlatform/linux/UserClient.h"
 
 namespace hvk {
 
 /// All ports over one root.
 class LinuxMachine : public Machine {
 public:
-    explicit LinuxMachine(const std::string& root = "/");
+    /// `choice` is for tests and measurements of one source.
+    explicit LinuxMachine(const std::string& root = "/", ProcessSourceChoice choice = ProcessSourceChoice::Best);
+    ~LinuxMachine() override;
     ClockPort& clock() override { return clock_; }
     SystemPort& system() override { return system_; }
     ProcessorPort& processor() override { return processor_; }
@@ -31,12 +39,16 @@ public:
     BluetoothPort& bluetooth() override { return bluetooth_; }
     UserClientPort& userClients() override { return userClients_; }
     HIDPort& hid() override { return hid_; }
+    SensorDescriptionsPort& sensorDescriptions() override { return sensorDescriptions_; }
     FilesPort& files() override { return files_; }
     HTTPPort& http() override { return http_; }
     HardwareEventsPort& hardwareEvents() override { return hardwareEvents_; }
     QueuesPort& queues() override { return queues_; }
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
+
+    /// What the controller and the descriptions of sensors are made of.
+    HardwareMonitors& monitors() { return monitors_; }
 
 private:
     Diagnostics diagnostics_;
@@ -50,11 +62,13 @@ private:
     LinuxProcessTablePort processTable_;
     LinuxRegistryPort registry_;
     LinuxBluetoothPort bluetooth_;
-    UnsupportedUserClientPort userClients_;
-    UnsupportedHIDPort hid_;
-    UnsupportedFilesPort files_;
-    UnsupportedHTTPPort http_;
     UnsupportedHardwareEventsPort hardwareEvents_;
+    HardwareMonitors monitors_;
+    LinuxUserClientPort userClients_;
+    LinuxHIDPort hid_;
+    LinuxSensorDescriptionsPort sensorDescriptions_;
+    LinuxFilesPort files_;
+    CurlHTTPPort http_;
     LinuxCostPort cost_;
     AsioQueuesPort queues_;  ///< last, so that its threads end before what they use
 };

@@ -21,6 +21,8 @@ namespace hvk {
 namespace {
 
 constexpr std::size_t BufferSize = 32768;
+/// Who may read a process changes rarely, and to be refused costs as much as to read.
+constexpr std::uint8_t PassesAfterDenial = 15;
 constexpr std::size_t FirstName = offsetof(dirent64, d_name);
 
 /// A quarter of what this program may open is ours.
@@ -110,6 +112,7 @@ Status ProcSource::pids(std::vector<std::int32_t>& pids) {
         closeDirectory();
         return listSource_.failed(failureFromErrno(error, "/proc"));
     }
+    if (listed_.empty()) return listSource_.failed({FailureKind::Absent, "/proc", "no process is listed"});
     // The kernel lists them in order; a saved directory is listed in any.
     if (!std::is_sorted(listed_.begin(), listed_.end())) std::sort(listed_.begin(), listed_.end());
     listSource_.works();
@@ -180,12 +183,12 @@ Result<parse::ProcessStat> ProcSource::readStat(std::int32_t pid, int* keptDescr
     return stat;
 }
 
-/// Brings the memory and the context switches of an entry up to date; false when the process ended meanwhile.
+/// Brings the memory and the wakeups of an entry up to date; false when the process ended meanwhile.
 bool ProcSource::readMemory(Entry& entry, const parse::ProcessStat& stat) {
     const bool isNew = entry.start != stat.startTicks + 1;
     const bool ran = isNew || entry.cpuTicks != stat.cpuTicks;
     const bool moved = isNew || entry.faults != stat.faults || entry.residentPages != stat.residentPages;
-    if (isNew) entry.memory = entry.wakeups = 0;
+    if (isNew) entry.memory = entry.wakeups = entry.ioPause = 0;
     entry.start = stat.startTicks + 1;
     entry.cpuTicks = stat.cpuTicks;
     entry.faults = stat.faults;
@@ -222,15 +225,23 @@ void ProcSource::readOne(Entry& entry, ProcessUsage& usage) {
         entry.start = 0;
         return;
     }
+    if (entry.ioPause != 0) {
+        --entry.ioPause;
+        ++denied_;
+        return;
+    }
     const auto text = read(entry.pid, "io", &entry.io);
     const auto io = text ? parse::parseProcessIO(*text) : Result<parse::ProcessIO>(text.failure());
     if (!io) {
-        if (io.failure().kind == FailureKind::Denied)
+        if (io.failure().kind == FailureKind::Denied) {
             ++denied_;
-        else if (io.failure().kind == FailureKind::Malformed)
+            if (root_.isLive()) entry.ioPause = PassesAfterDenial;
+        } else if (io.failure().kind == FailureKind::Malformed) {
             (void)ioSource_.failed(io.failure());
+        }
         return;
     }
+    ioRead_ = true;
     ioSource_.works();
     usage.memory = entry.memory;
     usage.diskRead = io->read;
@@ -241,6 +252,7 @@ void ProcSource::readOne(Entry& entry, ProcessUsage& usage) {
 
 void ProcSource::usage(std::span<const std::int32_t> pids, std::span<ProcessUsage> usage) {
     denied_ = 0;
+    ioRead_ = false;
     auto entry = entries_.begin();
     for (std::size_t index = 0; index < pids.size(); ++index) {
         usage[index] = {};
@@ -257,9 +269,11 @@ void ProcSource::usage(std::span<const std::int32_t> pids, std::span<ProcessUsag
     // Said once, and again when it ends or begins.
     if ((denied_ == 0) != (deniedNoted_ == 0)) {
         deniedNoted_ = denied_;
+        if (denied_ != 0 && !ioRead_)
+            (void)ioSource_.failed({FailureKind::Denied, "/proc/[pid]/io", "none of the processes asked may be read"});
         ioSource_.note(denied_ == 0 ? std::string()
                                     : std::to_string(denied_) +
-                                          " processes of other users tell only their processor time and memory");
+                                          " of other users' processes tell only their processor time and memory");
     }
 }
 

@@ -2,8 +2,8 @@
 //
 // Opening a file of a process costs as much as reading it, so the descriptors of `stat` and `io` are kept for as many
 // processes as a quarter of the descriptor limit allows; the others are opened below a kept directory. `statm` is read
-// only when page faults or the resident size say that it changed, `status` only when the process ran. A saved tree is
-// opened anew each time.
+// only when page faults or the resident size say that it changed, `status` only when the process ran, and `io` only now
+// and then where it was denied. A saved tree is opened anew each time.
 #pragma once
 
 #include <string>
@@ -17,7 +17,7 @@
 
 namespace hvk {
 
-/// Reads /proc. Its context switches are those of the main thread: a sum over threads would take one file for each.
+/// Reads /proc.
 class ProcSource : public ProcessSource {
 public:
     /// `ticksPerSecond` and `pageSize` are the machine's; neither may be 0.
@@ -29,6 +29,7 @@ public:
     Status pids(std::vector<std::int32_t>& pids) override;
     Result<ProcessInformation> information(std::int32_t pid) override;
     void usage(std::span<const std::int32_t> pids, std::span<ProcessUsage> usage) override;
+    void prepare(std::span<const std::int32_t> pids) override { keepEntries(pids); }
 
     /// Descriptors of processes that are kept open now; never more than `descriptorLimit`.
     std::size_t keptDescriptors() const { return kept_; }
@@ -46,6 +47,7 @@ private:
         std::uint64_t residentPages = 0;
         std::uint64_t memory = 0;
         std::uint64_t wakeups = 0;
+        std::uint8_t ioPause = 0;  ///< passes for which `io` is not tried again after it was denied
     };
 
     Status openDirectory();
@@ -70,6 +72,7 @@ private:
     std::size_t limit_ = 0;
     std::size_t denied_ = 0;       ///< processes of this pass whose `io` may not be read
     std::size_t deniedNoted_ = 0;  ///< what the note says
+    bool ioRead_ = false;          ///< the `io` of one of them was
     std::string buffer_;
     std::vector<std::int32_t> listed_;
     std::vector<Entry> entries_;  ///< ascending by pid

@@ -7,6 +7,7 @@
 #include <array>
 #include <bit>
 #include <cctype>
+#include <cstdlib>
 #include <vector>
 
 #include "HVKPlatform/linux/SystemCalls.h"
@@ -51,6 +52,15 @@ std::optional<std::string> valueOfLine(std::string_view text, std::string_view n
     return std::nullopt;
 }
 
+/// Read once: another thread of the host may change its environment at any time, which a reader must not meet.
+parse::LocaleSettings environmentLocale() {
+    const auto variable = [](const char* name) {
+        const char* text = ::getenv(name);
+        return std::string(text == nullptr ? "" : text);
+    };
+    return {variable("LC_ALL"), variable("LC_MESSAGES"), variable("LANG"), variable("LANGUAGE")};
+}
+
 }  // namespace
 
 LinuxSystemPort::LinuxSystemPort(const LinuxRoot& root, const Topology& topology, Diagnostics& diagnostics)
@@ -61,7 +71,11 @@ LinuxSystemPort::LinuxSystemPort(const LinuxRoot& root, const Topology& topology
                                       "virtual machines and boards without firmware tables have none")),
       topologySource_(diagnostics.source("/sys/devices/system/cpu", "processor topology", "mount sysfs at /sys")) {
     readConstants(diagnostics);
+    if (isRunningSystem()) locale_ = environmentLocale();
 }
+
+/// Whether the machine is the one that this program runs on, and not a tree of files or another root.
+bool LinuxSystemPort::isRunningSystem() const { return root_.isLive() && root_.directory().empty(); }
 
 void LinuxSystemPort::readConstants(Diagnostics& diagnostics) {
     if (root_.isLive()) {
@@ -151,7 +165,7 @@ Result<std::uint32_t> LinuxSystemPort::physicalProcessorCount() {
 
 Result<std::string> LinuxSystemPort::userName(std::uint32_t user) {
     const Failure unknown{FailureKind::Absent, "/etc/passwd", "there is no user " + std::to_string(user)};
-    if (!root_.isLive() || !root_.directory().empty()) {
+    if (!isRunningSystem()) {
         const auto text = root_.readFile("/etc/passwd");
         if (!text) return text.failure();
         std::string_view rest = *text;
@@ -172,6 +186,17 @@ Result<std::string> LinuxSystemPort::userName(std::uint32_t user) {
     passwd* found = nullptr;
     if (::getpwuid_r(user, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) return unknown;
     return std::string(found->pw_name);
+}
+
+Result<std::vector<std::string>> LinuxSystemPort::preferredLanguages() {
+    if (isRunningSystem()) return parse::preferredLanguages(locale_);
+    for (const char* file : {"/etc/locale.conf", "/etc/default/locale"}) {
+        const auto text = root_.readFile(file);
+        if (!text) continue;
+        const parse::LocaleSettings settings = parse::parseLocaleSettings(*text);
+        if (!settings.isEmpty()) return parse::preferredLanguages(settings);
+    }
+    return Failure{FailureKind::Absent, "/etc/locale.conf", "the saved tree names no locale"};
 }
 
 }  // namespace hvk

@@ -3,6 +3,7 @@
 
 #include "HVKPlatform/linux/LinuxRoot.h"
 #include "HVKPlatform/linux/Topology.h"
+#include "HVKPlatform/linux/parse/LocaleSettings.h"
 #include "HVKPlatform/ports/System.h"
 #include "HVKPlatform/support/Diagnostics.h"
 
@@ -32,9 +33,14 @@ public:
     Result<std::uint32_t> physicalProcessorCount() override;
     /// From the root's own etc/passwd for a saved tree; through the name service of a running system.
     Result<std::string> userName(std::uint32_t user) override;
+    /// By the environment of this program when it measures the system that it runs on (LC_ALL, LC_MESSAGES, LANG, with
+    /// LANGUAGE before them), as it was at construction; of a saved tree by its own etc/locale.conf or
+    /// etc/default/locale.
+    Result<std::vector<std::string>> preferredLanguages() override;
 
 private:
     void readConstants(Diagnostics& diagnostics);
+    bool isRunningSystem() const;
 
     const LinuxRoot& root_;
     const Topology& topology_;
@@ -43,6 +49,7 @@ private:
     SourceHealth& topologySource_;
     std::uint64_t pageSize_ = 0;
     std::uint64_t ticksPerSecond_ = 0;
+    parse::LocaleSettings locale_;  ///< of the environment; empty for a saved tree
 };
 
 }  // namespace hvk

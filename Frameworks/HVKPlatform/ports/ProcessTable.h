@@ -24,6 +24,9 @@ struct ProcessInformation {
     std::string name;     ///< the long name; empty when the system has none
     /// Tells a process from a later one with the same pid: when it started, in units of the adapter; never 0.
     std::uint64_t identity = 0;
+    /// It starts the services of the system or of a user: all others descend from it, and none counts with it. Linux:
+    /// the first process, and a user's service manager. macOS does not say it here; the name does.
+    bool startsServices = false;
 };
 
 /// How much the kernel told of a process's usage.
@@ -40,7 +43,9 @@ struct ProcessUsage {
     std::uint64_t memory = 0;    ///< physical footprint, bytes
     std::uint64_t diskRead = 0;  ///< bytes that came from a device
     std::uint64_t diskWritten = 0;
-    std::uint64_t wakeups = 0;  ///< times that it brought an idle processor back to work
+    /// Times that it brought an idle processor back to work. Linux does not count these: there it is how often the main
+    /// thread went to sleep, to be woken again (voluntary context switches).
+    std::uint64_t wakeups = 0;
     ProcessUsageKind kind = ProcessUsageKind::None;
 };
 
@@ -69,6 +74,15 @@ public:
 
     /// The process responsible for this one (the application that started a helper).
     virtual Result<std::int32_t> responsible(std::int32_t pid) = 0;
+
+    /// The path of the executable alone, for systems where the arguments cost more: those of Linux lie in the memory of
+    /// the process, and reading them waits for it.
+    virtual Result<std::string> executable(std::int32_t pid) {
+        auto all = arguments(pid);
+        if (!all) return all.failure();
+        if (all->empty()) return Failure{FailureKind::Absent, "process arguments", "it has no executable"};
+        return std::move(all->front());
+    }
 
     /// The path of the executable, then the arguments. KERN_PROCARGS2; /proc/[pid]/exe and cmdline.
     virtual Result<std::vector<std::string>> arguments(std::int32_t pid) = 0;
@@ -115,6 +129,7 @@ public:
     Result<std::uint64_t> footprint(std::int32_t pid) override { return target_.footprint(pid); }
     Result<std::int32_t> responsible(std::int32_t pid) override { return target_.responsible(pid); }
     Result<std::vector<std::string>> arguments(std::int32_t pid) override { return target_.arguments(pid); }
+    Result<std::string> executable(std::int32_t pid) override { return target_.executable(pid); }
     Result<std::string> displayName(std::int32_t pid, const std::string& path) override {
         return target_.displayName(pid, path);
     }

@@ -1,10 +1,12 @@
-// System.h - the constants of a machine: version, boot time, page size, tick rate, model, processor counts, users.
+// System.h - the constants of a machine: version, boot time, page size, tick rate, model, processor counts, users,
+// languages.
 //
 // Asked once and kept by whoever needs them; only the user look-up takes a question. Thread: any.
 #pragma once
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "HVKBase/Export.h"
 #include "HVKPlatform/Result.h"
@@ -53,6 +55,10 @@ public:
 
     /// The login name of a user, e.g. 0 -> "root"; Absent when no such user is known.
     virtual Result<std::string> userName(std::uint32_t user) = 0;
+
+    /// The languages that the user wants to read, the most preferred first, as language tags, e.g. {"de-AT", "en"}.
+    /// CFLocaleCopyPreferredLanguages; the locale of the environment. Absent when a saved machine does not tell.
+    virtual Result<std::vector<std::string>> preferredLanguages() = 0;
 };
 
 /// Answers Unsupported to everything: the base of a new adapter.
@@ -67,6 +73,7 @@ public:
     Result<std::uint32_t> logicalProcessorCount() override { return unsupported("logical processor count"); }
     Result<std::uint32_t> physicalProcessorCount() override { return unsupported("physical processor count"); }
     Result<std::string> userName(std::uint32_t) override { return unsupported("user names"); }
+    Result<std::vector<std::string>> preferredLanguages() override { return unsupported("preferred languages"); }
 };
 
 /// Hands every question on; a test overrides the one it bends.
@@ -82,6 +89,7 @@ public:
     Result<std::uint32_t> logicalProcessorCount() override { return target_.logicalProcessorCount(); }
     Result<std::uint32_t> physicalProcessorCount() override { return target_.physicalProcessorCount(); }
     Result<std::string> userName(std::uint32_t user) override { return target_.userName(user); }
+    Result<std::vector<std::string>> preferredLanguages() override { return target_.preferredLanguages(); }
 
 protected:
     SystemPort& target_;

@@ -1,12 +1,13 @@
 // UserClient.h - connections to a service's user client, and the calls that a connection takes.
 //
-// The port carries bytes and knows nothing of what they mean; the layout of a request belongs to whoever sends it.
+// The port carries bytes and knows nothing of what they mean; the layout of a request belongs to whoever sends it. A
+// call writes into the caller's memory, so that a pass over many sensors allocates nothing.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
-#include <vector>
 
 #include "HVKBase/Export.h"
 #include "HVKPlatform/Result.h"
@@ -22,17 +23,17 @@ public:
     virtual ~UserClientPort() = default;
 
     /// Opens the user client of the first service of a class, e.g. ("AppleSMC", 1). Absent when there is no such
-    /// service, Denied when this process may not open it. IOServiceOpen.
+    /// service; another kind when there is one and it does not open, Denied when this process may not. IOServiceOpen.
     virtual Result<UserClientConnection> open(const std::string& className, std::uint32_t type) = 0;
 
     /// Calls a method that takes and gives nothing. IOConnectCallScalarMethod.
     virtual Status callScalar(UserClientConnection connection, std::uint32_t selector) = 0;
 
-    /// Calls a method that takes a structure and gives at most `outputSize` bytes of another; the answer has the bytes
-    /// that the service gave. Gone when the connection is not open. IOConnectCallStructMethod.
-    virtual Result<std::vector<std::uint8_t>> callStructure(UserClientConnection connection, std::uint32_t selector,
-                                                            std::span<const std::uint8_t> input,
-                                                            std::size_t outputSize) = 0;
+    /// Calls a method that takes a structure and writes another into `output`; the answer is how many bytes the service
+    /// wrote, the rest keep what they were. Gone when the connection is not open; after a failure the bytes of `output`
+    /// mean nothing. IOConnectCallStructMethod.
+    virtual Result<std::size_t> callStructure(UserClientConnection connection, std::uint32_t selector,
+                                              std::span<const std::uint8_t> input, std::span<std::uint8_t> output) = 0;
 
     /// Closes a connection; one that is not open is left alone.
     virtual void close(UserClientConnection connection) = 0;
@@ -45,8 +46,8 @@ public:
         return unsupported("user clients");
     }
     Status callScalar(UserClientConnection, std::uint32_t) override { return unsupported("user clients"); }
-    Result<std::vector<std::uint8_t>> callStructure(UserClientConnection, std::uint32_t, std::span<const std::uint8_t>,
-                                                    std::size_t) override {
+    Result<std::size_t> callStructure(UserClientConnection, std::uint32_t, std::span<const std::uint8_t>,
+                                      std::span<std::uint8_t>) override {
         return unsupported("user clients");
     }
     void close(UserClientConnection) override {}
@@ -62,10 +63,9 @@ public:
     Status callScalar(UserClientConnection connection, std::uint32_t selector) override {
         return target_.callScalar(connection, selector);
     }
-    Result<std::vector<std::uint8_t>> callStructure(UserClientConnection connection, std::uint32_t selector,
-                                                    std::span<const std::uint8_t> input,
-                                                    std::size_t outputSize) override {
-        return target_.callStructure(connection, selector, input, outputSize);
+    Result<std::size_t> callStructure(UserClientConnection connection, std::uint32_t selector,
+                                      std::span<const std::uint8_t> input, std::span<std::uint8_t> output) override {
+        return target_.callStructure(connection, selector, input, output);
     }
     void close(UserClientConnection connection) override { target_.close(connection); }
 

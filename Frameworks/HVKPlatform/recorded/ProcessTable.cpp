@@ -29,6 +29,10 @@ ProcessInformation readInformation(const RecordingField& process, std::int32_t p
     if (const auto field = process.find("command")) information.command = field->text();
     if (const auto field = process.find("name")) information.name = field->text();
     if (const auto field = process.find("identity")) information.identity = field->unsignedInteger();
+    if (const auto field = process.find("startsServices")) {
+        if (!field->value().is_boolean()) field->wrong("true or false");
+        information.startsServices = field->value().get<bool>();
+    }
     if (information.identity == 0) process.fault("needs an \"identity\" other than 0");
     return information;
 }
@@ -67,7 +71,7 @@ bool readFlag(const RecordingField& field) {
 
 void readProcess(const RecordingField& field, std::int32_t pid, RecordedProcess& process) {
     constexpr const char* Source = "recording: processes";
-    field.allowOnly({"pid", "parent", "user", "command", "name", "identity", "unreadable", "usage", "footprint",
+    field.allowOnly({"pid", "parent", "user", "command", "name", "identity", "startsServices", "unreadable", "usage", "footprint",
                      "responsible", "arguments", "displayName", "applicationType", "isUnresponsive"});
     if (const auto unreadable = field.find("unreadable")) {
         auto failure = unreadable->failure(Source);

@@ -23,6 +23,18 @@ double finiteNumber(const RecordingField& field) {
     return number;
 }
 
+/// The sections that may stand in a description and in a frame.
+constexpr const char* Sections[] = {
+    "bluetooth", "controller", "files",     "hid",       "http",    "interfaceAddresses",
+    "load",      "memory",     "processes", "processor", "sensors", "system",
+};
+
+/// The names, and those of the sections.
+std::vector<std::string_view> withSections(std::vector<std::string_view> names) {
+    names.insert(names.end(), std::begin(Sections), std::end(Sections));
+    return names;
+}
+
 Failure malformed(const std::string& source, const std::string& detail) {
     return {FailureKind::Malformed, source, detail};
 }
@@ -40,6 +52,11 @@ RecordedMachine::RecordedMachine(double wallSeconds, double monotonicSeconds)
       load_(diagnostics_),
       processTable_(diagnostics_),
       bluetooth_(diagnostics_),
+      userClients_(diagnostics_),
+      hid_(diagnostics_),
+      files_(diagnostics_),
+      http_(queues_, diagnostics_),
+      sensorDescriptions_(diagnostics_),
       registry_(tree_, diagnostics_),
       queues_(clock_),
       hardwareEvents_(tree_, queues_.main(), diagnostics_) {
@@ -87,8 +104,7 @@ Result<std::unique_ptr<RecordedMachine>> RecordedMachine::fromFile(const std::st
 std::unique_ptr<RecordedMachine> RecordedMachine::read(const RecordingField& description) {
     const RecordingField schema = description.require("schema");
     if (schema.unsignedInteger() != Schema) schema.fault("should be 1, the only schema there is");
-    description.allowOnly({"schema", "name", "system", "processor", "memory", "load", "processes", "registry",
-                           "bluetooth", "interfaceAddresses", "frames"});
+    description.allowOnly(withSections({"schema", "name", "registry", "frames"}));
 
     const RecordingField frames = description.require("frames");
     if (frames.size() == 0) frames.fault("should hold at least one frame");
@@ -144,11 +160,15 @@ void RecordedMachine::readSections(const RecordingField& field, Answers& answers
     if (const auto section = field.find("processes")) readProcessTable(*section, answers.processes);
     if (const auto section = field.find("bluetooth")) readBluetooth(*section, answers.bluetooth);
     if (const auto section = field.find("interfaceAddresses")) readInterfaceAddresses(*section, answers.events);
+    if (const auto section = field.find("files")) readFiles(*section, answers.files);
+    if (const auto section = field.find("http")) readHTTP(*section, answers.http);
+    if (const auto section = field.find("controller")) readUserClient(*section, answers.controller);
+    if (const auto section = field.find("hid")) readHID(*section, answers.hid);
+    if (const auto section = field.find("sensors")) readSensorDescriptions(*section, answers.sensorDescriptions);
 }
 
 void RecordedMachine::readFrame(const RecordingField& frame, Answers& answers, TreeRegistry& tree) {
-    frame.allowOnly({"time", "monotonic", "system", "processor", "memory", "load", "processes", "registry", "bluetooth",
-                     "interfaceAddresses", "events"});
+    frame.allowOnly(withSections({"time", "monotonic", "registry", "events"}));
     if (const auto processor = frame.find("processor"); processor && processor->value().is_object())
         if (const auto architecture = processor->find("architecture"))
             architecture->fault("does not change; it belongs to the description");
@@ -161,8 +181,21 @@ void RecordedMachine::readFrame(const RecordingField& frame, Answers& answers, T
 // Frames
 
 RecordedMachine::Answers RecordedMachine::answers() const {
-    return {system_.answers(),       processor_.answers(), memory_.answers(),   load_.answers(),
-            processTable_.answers(), bluetooth_.answers(), registry_.answers(), hardwareEvents_.answers()};
+    Answers answers;
+    answers.system = system_.answers();
+    answers.processor = processor_.answers();
+    answers.memory = memory_.answers();
+    answers.load = load_.answers();
+    answers.processes = processTable_.answers();
+    answers.bluetooth = bluetooth_.answers();
+    answers.controller = userClients_.answers();
+    answers.hid = hid_.answers();
+    answers.sensorDescriptions = sensorDescriptions_.answers();
+    answers.registry = registry_.answers();
+    answers.events = hardwareEvents_.answers();
+    answers.files = files_.answers();
+    answers.http = http_.answers();
+    return answers;
 }
 
 void RecordedMachine::setAnswers(Answers answers) {
@@ -172,8 +205,13 @@ void RecordedMachine::setAnswers(Answers answers) {
     load_.setAnswers(std::move(answers.load));
     processTable_.setAnswers(std::move(answers.processes));
     bluetooth_.setAnswers(std::move(answers.bluetooth));
+    userClients_.setAnswers(std::move(answers.controller));
+    hid_.setAnswers(std::move(answers.hid));
+    sensorDescriptions_.setAnswers(std::move(answers.sensorDescriptions));
     registry_.setAnswers(std::move(answers.registry));
     hardwareEvents_.setAnswers(std::move(answers.events));
+    files_.setAnswers(std::move(answers.files));
+    http_.setAnswers(std::move(answers.http));
 }
 
 /// Applies a frame whole or, by the exception that it throws, not at all.

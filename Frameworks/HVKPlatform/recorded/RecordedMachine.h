@@ -18,13 +18,18 @@
 #include "HVKBase/Export.h"
 #include "HVKPlatform/Machine.h"
 #include "HVKPlatform/recorded/Bluetooth.h"
+#include "HVKPlatform/recorded/Files.h"
+#include "HVKPlatform/recorded/HID.h"
+#include "HVKPlatform/recorded/HTTP.h"
 #include "HVKPlatform/recorded/HardwareEvents.h"
 #include "HVKPlatform/recorded/Load.h"
 #include "HVKPlatform/recorded/Memory.h"
 #include "HVKPlatform/recorded/ProcessTable.h"
 #include "HVKPlatform/recorded/Processor.h"
 #include "HVKPlatform/recorded/Registry.h"
+#include "HVKPlatform/recorded/SensorDescriptions.h"
 #include "HVKPlatform/recorded/System.h"
+#include "HVKPlatform/recorded/UserClient.h"
 #include "HVKPlatform/recorded/VirtualClock.h"
 #include "HVKPlatform/recorded/VirtualQueues.h"
 
@@ -83,6 +88,11 @@ public:
     RecordedProcessTable& recordedProcessTable() { return processTable_; }
     RecordedBluetooth& recordedBluetooth() { return bluetooth_; }
     RecordedHardwareEvents& recordedHardwareEvents() { return hardwareEvents_; }
+    RecordedFiles& recordedFiles() { return files_; }
+    RecordedHTTP& recordedHTTP() { return http_; }
+    RecordedUserClient& recordedUserClients() { return userClients_; }
+    RecordedHID& recordedHID() { return hid_; }
+    RecordedSensorDescriptions& recordedSensorDescriptions() { return sensorDescriptions_; }
 
     ClockPort& clock() override { return clock_; }
     SystemPort& system() override { return system_; }
@@ -94,6 +104,7 @@ public:
     BluetoothPort& bluetooth() override { return bluetooth_; }
     UserClientPort& userClients() override { return userClients_; }
     HIDPort& hid() override { return hid_; }
+    SensorDescriptionsPort& sensorDescriptions() override { return sensorDescriptions_; }
     FilesPort& files() override { return files_; }
     HTTPPort& http() override { return http_; }
     HardwareEventsPort& hardwareEvents() override { return hardwareEvents_; }
@@ -118,8 +129,13 @@ private:
         LoadAnswers load;
         ProcessTableAnswers processes;
         BluetoothAnswers bluetooth;
+        UserClientAnswers controller;
+        HIDAnswers hid;
+        SensorDescriptionsAnswers sensorDescriptions;
         RegistryAnswers registry;
         HardwareEventAnswers events;
+        FilesAnswers files;
+        HTTPAnswers http;
     };
 
     RecordedMachine(double wallSeconds, double monotonicSeconds);
@@ -147,10 +163,11 @@ private:
     RecordedLoad load_;
     RecordedProcessTable processTable_;
     RecordedBluetooth bluetooth_;
-    UnsupportedUserClientPort userClients_;
-    UnsupportedHIDPort hid_;
-    UnsupportedFilesPort files_;
-    UnsupportedHTTPPort http_;
+    RecordedUserClient userClients_;
+    RecordedHID hid_;
+    RecordedFiles files_;
+    RecordedHTTP http_;
+    RecordedSensorDescriptions sensorDescriptions_;
     RecordedRegistry registry_;
     UnsupportedCostPort cost_;
     std::deque<Frame> frames_;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <utility>
-#include <vector>
 
 namespace hvk {
 
@@ -67,7 +66,7 @@ void RecordingField::fault(const std::string& detail) const {
     throw RecordingFault{{FailureKind::Malformed, "recording", "\"" + pointer() + "\": " + detail}};
 }
 
-void RecordingField::allowOnly(std::initializer_list<std::string_view> keys) const {
+void RecordingField::allowOnly(const std::vector<std::string_view>& keys) const {
     eachEntry([&](const std::string& key, const RecordingField& field) {
         if (std::find(keys.begin(), keys.end(), key) == keys.end()) field.fault("no such field");
     });
@@ -127,6 +126,12 @@ std::string RecordingField::text() const {
     return value_.get<std::string>();
 }
 
+std::vector<std::uint8_t> RecordingField::hexadecimal() const {
+    auto bytes = bytesFromHex(text());
+    if (!bytes) fault("should be pairs of hexadecimal digits");
+    return std::move(*bytes);
+}
+
 std::optional<Failure> RecordingField::failure(const std::string& defaultSource) const {
     if (!value_.is_object() || !value_.contains("error")) return std::nullopt;
     allowOnly({"error", "source", "detail"});
@@ -158,10 +163,7 @@ Value RecordingField::propertyValue(int depth) const {
     }
     if (!value_.is_object()) return value_;
     if (value_.size() == 1 && value_.contains("$data")) {
-        const RecordingField data = require("$data");
-        auto bytes = bytesFromHex(data.text());
-        if (!bytes) data.fault("should be pairs of hexadecimal digits");
-        return Value::binary(std::move(*bytes));
+        return Value::binary(require("$data").hexadecimal());
     }
     Value dictionary = Value::object();
     eachEntry(

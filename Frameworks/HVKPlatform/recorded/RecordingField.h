@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "HVKPlatform/Result.h"
 #include "HVKPlatform/Value.h"
@@ -42,7 +43,7 @@ public:
     // Dictionaries
 
     /// Complains unless this is a dictionary of these keys only; a misspelt key must not go unnoticed.
-    void allowOnly(std::initializer_list<std::string_view> keys) const;
+    void allowOnly(const std::vector<std::string_view>& keys) const;
 
     /// The value of a key, nothing when it is not there; complains when this is no dictionary.
     std::optional<RecordingField> find(const std::string& key) const;
@@ -63,6 +64,9 @@ public:
     std::uint64_t unsignedInteger(std::uint64_t largest = std::numeric_limits<std::uint64_t>::max()) const;
     std::int64_t integer() const;
     std::string text() const;
+
+    /// Bytes as pairs of hexadecimal digits, e.g. "2f80".
+    std::vector<std::uint8_t> hexadecimal() const;
 
     /// The failure that this place answers: {"error": "denied", "source": "...", "detail": "..."}; nothing for any
     /// other value. Complains about an "error" of no known kind.

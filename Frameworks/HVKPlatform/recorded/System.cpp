@@ -22,6 +22,12 @@ std::uint32_t readCount(const RecordingField& field) {
     return static_cast<std::uint32_t>(field.unsignedInteger(Largest32));
 }
 
+std::vector<std::string> readTexts(const RecordingField& field) {
+    std::vector<std::string> texts;
+    for (std::size_t index = 0; index < field.size(); ++index) texts.push_back(field.at(index).text());
+    return texts;
+}
+
 void readUsers(const RecordingField& field, SystemAnswers& answers) {
     constexpr const char* Source = "recording: system.users";
     if (auto failure = field.failure(Source)) {
@@ -44,11 +50,12 @@ void readUsers(const RecordingField& field, SystemAnswers& answers) {
 
 void readSystem(const RecordingField& section, SystemAnswers& answers) {
     if (auto failure = section.failure("recording: system")) {
-        answers = {*failure, *failure, *failure, *failure, *failure, *failure, *failure, *failure, {}, *failure};
+        answers = {*failure, *failure, *failure, *failure, *failure, *failure,
+                   *failure, *failure, *failure, {},       *failure};
         return;
     }
     section.allowOnly({"operatingSystemVersion", "operatingSystemName", "bootTime", "pageSize", "ticksPerSecond",
-                       "modelName", "logicalProcessorCount", "physicalProcessorCount", "users"});
+                       "modelName", "logicalProcessorCount", "physicalProcessorCount", "users", "preferredLanguages"});
     const auto read = [&](const std::string& key, auto& answer, auto reader) {
         readAnswer(section, key, "recording: system." + key, answer, reader);
     };
@@ -60,6 +67,7 @@ void readSystem(const RecordingField& section, SystemAnswers& answers) {
     read("modelName", answers.modelName, readText);
     read("logicalProcessorCount", answers.logicalProcessorCount, readCount);
     read("physicalProcessorCount", answers.physicalProcessorCount, readCount);
+    read("preferredLanguages", answers.preferredLanguages, readTexts);
     if (const auto users = section.find("users")) readUsers(*users, answers);
 }
 
@@ -73,7 +81,8 @@ RecordedSystem::RecordedSystem(Diagnostics& diagnostics)
       modelName_(diagnostics.source("recording: system.modelName", "model name")),
       logicalProcessorCount_(diagnostics.source("recording: system.logicalProcessorCount", "logical processors")),
       physicalProcessorCount_(diagnostics.source("recording: system.physicalProcessorCount", "physical cores")),
-      users_(diagnostics.source("recording: system.users", "user names")) {}
+      users_(diagnostics.source("recording: system.users", "user names")),
+      preferredLanguages_(diagnostics.source("recording: system.preferredLanguages", "preferred languages")) {}
 
 Result<OperatingSystemVersion> RecordedSystem::operatingSystemVersion() {
     return answer(operatingSystemVersion_, &SystemAnswers::operatingSystemVersion);
@@ -107,6 +116,10 @@ Result<std::string> RecordedSystem::userName(std::uint32_t user) {
     auto name = found != answers_.users.end() ? found->second : Result<std::string>(answers_.otherUsers);
     lock.unlock();
     return noted(users_, std::move(name));
+}
+
+Result<std::vector<std::string>> RecordedSystem::preferredLanguages() {
+    return answer(preferredLanguages_, &SystemAnswers::preferredLanguages);
 }
 
 }  // namespace hvk

@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "HVKBase/Export.h"
 #include "HVKPlatform/ports/System.h"
@@ -23,6 +24,7 @@ struct SystemAnswers {
     Result<std::string> modelName = undescribed("system.modelName");
     Result<std::uint32_t> logicalProcessorCount = undescribed("system.logicalProcessorCount");
     Result<std::uint32_t> physicalProcessorCount = undescribed("system.physicalProcessorCount");
+    Result<std::vector<std::string>> preferredLanguages = undescribed("system.preferredLanguages");
     std::map<std::uint32_t, Result<std::string>> users;
     Failure otherUsers = undescribed("system.users");  ///< the answer for a user that is not in `users`
 };
@@ -43,6 +45,7 @@ public:
     Result<std::uint32_t> logicalProcessorCount() override;
     Result<std::uint32_t> physicalProcessorCount() override;
     Result<std::string> userName(std::uint32_t user) override;
+    Result<std::vector<std::string>> preferredLanguages() override;
 
 private:
     SourceHealth& operatingSystemVersion_;
@@ -54,6 +57,7 @@ private:
     SourceHealth& logicalProcessorCount_;
     SourceHealth& physicalProcessorCount_;
     SourceHealth& users_;
+    SourceHealth& preferredLanguages_;
 };
 
 }  // namespace hvk

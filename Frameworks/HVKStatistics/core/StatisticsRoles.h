@@ -32,6 +32,20 @@ public:
     virtual void setChanged(bool changed) = 0;
 };
 
+/// The sensors module.
+class HVK_EXPORT StatisticsSensorsRole : public StatisticsModuleRole {
+public:
+    /// Takes over what the recipe of the machine's model says; null, without one, changes nothing.
+    virtual void loadFromPlatform(const Value& recipe) = 0;
+};
+
+/// The graphics module.
+class HVK_EXPORT StatisticsGPURole : public StatisticsChangeableRole {
+public:
+    /// As the sensors module's.
+    virtual void loadFromPlatform(const Value& recipe) = 0;
+};
+
 /// The disks module: three inventories, three marks.
 class HVK_EXPORT StatisticsDisksRole : public StatisticsChangeableRole {
 public:
@@ -58,6 +72,8 @@ public:
     virtual ~StatisticsBluetoothRole() = default;
     /// Marks the devices as stale.
     virtual void setBluetoothChanged(bool changed) = 0;
+    /// Takes over what the global recipe says; null, without one, changes nothing.
+    virtual void loadFromGlobalPlatform(const Value& recipe) = 0;
     /// What the module calls when the permission to use Bluetooth changed.
     virtual void setOnBluetoothAuthorizationChanged(std::function<void()> block) = 0;
     /// What the module calls when a device disconnected.

@@ -166,6 +166,9 @@ TEST(DarwinFailures, TellWhatACallerCanActOn) {
     for (const auto& one : kernel) EXPECT_EQ(kernelFailure("call", one.code).kind, one.kind) << std::hex << one.code;
     EXPECT_EQ(kernelFailure("call", 0xe00002c1), (Failure{FailureKind::Denied, "call", "kernel error 0xe00002c1"}));
 
+    EXPECT_EQ(openFailure("open", 0xe00002c5).kind, FailureKind::Gone) << "the driver is there";
+    EXPECT_EQ(openFailure("open", 0xe00002e2).kind, FailureKind::Denied);
+
     EXPECT_EQ(systemControlFailure("kern.none", ENOENT).kind, FailureKind::Unsupported);
     EXPECT_EQ(systemControlFailure("kern.none", EPERM).kind, FailureKind::Denied);
     EXPECT_EQ(systemControlFailure("vm.swapusage", ENOMEM).kind, FailureKind::Malformed);

@@ -104,6 +104,7 @@ TEST(RecordedMachine, AQuestionThatIsNotDescribedIsAbsentAndSaysSo) {
     expectAbsent(machine->load().loadAverages(), "recording: load.values");
     expectAbsent(machine->system().bootTime(), "recording: system.bootTime");
     expectAbsent(machine->system().userName(0), "recording: system.users");
+    expectAbsent(machine->system().preferredLanguages(), "recording: system.preferredLanguages");
     expectAbsent(machine->bluetooth().authorization(), "recording: bluetooth.authorization");
     expectAbsent(machine->registry().entryAtPath("IOService:/"), "recording: registry");
     EXPECT_EQ(machine->cost().systemCalls().failure().kind, FailureKind::Unsupported);
@@ -139,6 +140,7 @@ TEST(RecordedMachine, AnyAnswerCanBeAFailureOfAnyKind) {
         EXPECT_EQ(machine->load().loadAverages().failure(), expected);
         EXPECT_EQ(machine->system().modelName().failure(), expected);
         EXPECT_EQ(machine->system().userName(501).failure(), expected);
+        EXPECT_EQ(machine->system().preferredLanguages().failure(), expected);
         EXPECT_EQ(machine->registry().matchingServices({}).failure(), expected);
 
         ASSERT_TRUE(machine->setFrame({{"load", {{"values", Value::array({7, 0, 0})}}}, {"registry", Value::array()}}));

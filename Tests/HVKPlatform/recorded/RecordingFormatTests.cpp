@@ -62,6 +62,7 @@ TEST(RecordingFormat, RefusesWhatMakesNoSenseAndSaysWhere) {
         {"/frames/1/memory/virtualMemory", {{"freeCuont", 1}}, "\"/frames/1/memory/virtualMemory/freeCuont\": no such"},
         {"/frames/1/memory/swapUsage", 0, "\"/frames/1/memory/swapUsage\": should be a dictionary"},
         {"/system/operatingSystemVersion", Value::array({14}), "\"/system/operatingSystemVersion\": should be [major"},
+        {"/system/preferredLanguages", Value::array({7}), "\"/system/preferredLanguages/0\": should be"},
         {"/system/users/~0ann~1", "x", "\"/system/users/~0ann~1\": should be named by a user number"},
         {"/bluetooth/authorization", 4, "\"/bluetooth/authorization\": should be a whole number from 0 to 3"},
         {"/registry/location", "0", "\"/registry/location\": the root has none"},

@@ -105,6 +105,17 @@ bool anythingRead(const std::vector<SourceReport>& sources) {
                        [](const SourceReport& source) { return source.readings > source.failures; });
 }
 
+/// Two passes over the processes, so that their sources have a state too; the second finds what the first kept.
+void askProcesses(ProcessTablePort& table) {
+    std::vector<std::int32_t> pids;
+    std::vector<ProcessUsage> usage;
+    for (int pass = 0; pass < 2; ++pass) {
+        if (!table.pids(pids)) return;
+        usage.resize(pids.size());
+        table.usage(pids, usage);
+    }
+}
+
 /// Asks for the constants that no module has asked for, so that their sources have a state too.
 void askConstants(SystemPort& system) {
     (void)system.operatingSystemName();
@@ -125,6 +136,7 @@ int runDoctor(Session& session, const Options& options, const Host& host) {
     session.sample();
     session.sample();
     askConstants(session.machine().system());
+    askProcesses(session.machine().processTable());
     const std::vector<SourceReport> sources = session.machine().diagnostics().reports();
     host.output.write(options.json ? jsonLine(doctorDictionary(sources, session.lastPass()))
                                    : drawDoctor(sources, session.lastPass(), host.palette()));

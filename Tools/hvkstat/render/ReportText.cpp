@@ -104,6 +104,25 @@ std::string drawLoad(const HVKStatisticsLoadSample& load, const Palette& palette
                    fmt::format("{:.2f}  {:.2f}  {:.2f}  (1, 5, 15 minutes)", load.one, load.five, load.fifteen));
 }
 
+std::string drawProcesses(const ProcessesView& processes, const Palette& palette) {
+    if (processes.count == 0) return heading(palette, "Processes", "unknown");
+    Table table({Align::Right, Align::Right, Align::Left});
+    table.add({{"PID", Style::Faint}, {"CPU %", Style::Faint}, {"Family", Style::Faint}});
+    for (const FamilyView& family : processes.families)
+        table.add({{std::to_string(family.pid)},
+                   {percentText(family.cpu), styleForPercent(family.cpu)},
+                   {printable(family.name)}});
+    return heading(palette, "Processes", std::to_string(processes.count)) + table.text(palette);
+}
+
+std::string drawSensors(const SensorsView& sensors, const Palette& palette) {
+    Table table({Align::Left, Align::Right});
+    for (const SensorView& sensor : sensors.sensors)
+        table.add({{printable(sensor.name), Style::Faint}, {sensorText(sensor.type, sensor.value)}});
+    return heading(palette, "Sensors", sensors.count == 0 ? "none" : std::to_string(sensors.count)) +
+           table.text(palette);
+}
+
 std::string drawUptime(const UptimeView& uptime, const Palette& palette) {
     if (uptime.boot == 0) return heading(palette, "Uptime", "unknown");
     return heading(palette, "Uptime", fmt::format("{}, since {}", durationText(uptime.uptime), timeText(uptime.boot)));
@@ -126,6 +145,8 @@ std::string drawReport(const ReportView& view, const Palette& palette, std::size
     if (view.processors) text += drawProcessors(*view.processors, palette, width);
     if (view.memory) text += drawMemory(*view.memory, palette);
     if (view.load) text += drawLoad(*view.load, palette);
+    if (view.processes) text += drawProcesses(*view.processes, palette);
+    if (view.sensors) text += drawSensors(*view.sensors, palette);
     if (view.uptime) text += drawUptime(*view.uptime, palette);
     return text;
 }

@@ -3,6 +3,7 @@
 // Modules.cpp fills it from the framework; ReportText draws it. A part that was not asked for is empty.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,6 +27,32 @@ struct ProcessorsView {
     std::vector<CoreView> cores;  ///< in the framework's order; empty when the machine tells of none
 };
 
+/// A family of processes.
+struct FamilyView {
+    std::int32_t pid = 0;  ///< of its head
+    std::string name;
+    double cpu = 0;  ///< percent of one processor
+};
+
+/// The processes.
+struct ProcessesView {
+    std::size_t count = 0;
+    std::vector<FamilyView> families;  ///< the busiest first
+};
+
+/// One sensor, in the unit of its kind.
+struct SensorView {
+    std::string name;
+    std::int64_t type = 0;  ///< one of StatisticsSensorType
+    double value = 0;
+};
+
+/// The sensors.
+struct SensorsView {
+    std::size_t count = 0;            ///< all of them
+    std::vector<SensorView> sensors;  ///< those that a host shows by default, as far as they answer
+};
+
 struct UptimeView {
     double boot = 0;    ///< seconds since 1970; 0 when unknown
     double uptime = 0;  ///< seconds
@@ -39,6 +66,8 @@ struct ReportView {
     std::optional<ProcessorsView> processors;
     std::optional<HVKStatisticsMemorySample> memory;
     std::optional<HVKStatisticsLoadSample> load;
+    std::optional<ProcessesView> processes;
+    std::optional<SensorsView> sensors;
     std::optional<UptimeView> uptime;
 };
 

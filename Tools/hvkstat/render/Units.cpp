@@ -1,5 +1,7 @@
 #include "hvkstat/render/Units.h"
 
+#include "HVKStatistics/sensors/StatisticsSensorItem.h"
+
 #include <fmt/format.h>
 
 #include <array>
@@ -66,6 +68,35 @@ std::string processorTimeText(double seconds) {
     if (seconds < 0.001) return fmt::format("{:.0f} us", seconds * 1e6);
     if (seconds < 1) return fmt::format("{:.1f} ms", seconds * 1e3);
     return fmt::format("{:.2f} s", seconds);
+}
+
+std::string_view sensorUnit(std::int64_t type) {
+    switch (type) {
+        case StatisticsSensorTypeTemperature: return "°C";
+        case StatisticsSensorTypeFanSpeed: return "rpm";
+        case StatisticsSensorTypeCurrent: return "A";
+        case StatisticsSensorTypePower: return "W";
+        case StatisticsSensorTypeVoltage: return "V";
+        case StatisticsSensorTypeLight: return "lx";
+        case StatisticsSensorTypeFrequency: return "MHz";
+        case StatisticsSensorTypeMultiplier: return "x";
+        default: return "";
+    }
+}
+
+std::string sensorText(std::int64_t type, double value) {
+    switch (type) {
+        case StatisticsSensorTypeTemperature: return fmt::format("{:.1f} °C", value);
+        // An average of fans is a share of their ranges.
+        case StatisticsSensorTypeFan: return fmt::format("{:.0f} %", value * 100);
+        case StatisticsSensorTypeFanSpeed:
+        case StatisticsSensorTypeLight:
+        case StatisticsSensorTypeFrequency: return fmt::format("{:.0f} {}", value, sensorUnit(type));
+        case StatisticsSensorTypeVoltage: return fmt::format("{:.3f} V", value);
+        case StatisticsSensorTypeCurrent:
+        case StatisticsSensorTypePower: return fmt::format("{:.2f} {}", value, sensorUnit(type));
+        default: return fmt::format("{:.2f}", value);
+    }
 }
 
 std::string printable(std::string_view text) {

@@ -26,6 +26,13 @@ std::string timeText(double secondsSince1970);
 /// Processor time with a unit that fits: 0.000123 -> "123 us", 0.0123 -> "12.3 ms", 2.5 -> "2.50 s".
 std::string processorTimeText(double seconds);
 
+/// A reading of a sensor in the unit of its kind (a StatisticsSensorType): 1 -> "45.2 °C", 3 -> "1200 rpm", 8 -> "3400
+/// MHz"; a kind without a unit is a plain number.
+std::string sensorText(std::int64_t type, double value);
+
+/// The unit alone: "°C"; empty for a kind without one.
+std::string_view sensorUnit(std::int64_t type);
+
 /// Text from outside on one line: control characters, which could drive a terminal, become '?'.
 std::string printable(std::string_view text);
 

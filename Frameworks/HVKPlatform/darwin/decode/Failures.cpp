@@ -50,6 +50,12 @@ Failure kernelFailure(std::string source, std::uint32_t code) {
     return {kindOf(code), std::move(source), detail.data()};
 }
 
+Failure openFailure(std::string source, std::uint32_t code) {
+    Failure failure = kernelFailure(std::move(source), code);
+    if (failure.kind == FailureKind::Absent) failure.kind = FailureKind::Gone;
+    return failure;
+}
+
 Failure systemControlFailure(std::string source, int error) {
     FailureKind kind = FailureKind::Absent;
     if (error == ENOENT) kind = FailureKind::Unsupported;

@@ -14,6 +14,10 @@ namespace hvk::decode {
 /// that is not in the table is Absent: whoever asks again later may be answered. The detail shows the code.
 Failure kernelFailure(std::string source, std::uint32_t code);
 
+/// The failure that a refused connection to a driver means, e.g. 0xe00002c5 (exclusive access) -> Gone: the driver was
+/// there, so what is not in the table is Gone and never Absent.
+Failure openFailure(std::string source, std::uint32_t code);
+
 /// The failure that sysctl's errno means: ENOENT -> Unsupported (this kernel lacks the name), EPERM and EACCES ->
 /// Denied, ENOMEM -> Malformed (more bytes than the record has), any other Absent.
 Failure systemControlFailure(std::string source, int error);

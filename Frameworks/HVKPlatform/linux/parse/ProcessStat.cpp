@@ -112,9 +112,8 @@ Result<ProcessIO> parseProcessIO(std::string_view text) {
 
 Result<std::uint64_t> parseContextSwitches(std::string_view text) {
     const auto voluntary = numberOf(text, "voluntary_ctxt_switches:");
-    const auto involuntary = numberOf(text, "nonvoluntary_ctxt_switches:");
-    if (!voluntary || !involuntary) return malformed("/proc/[pid]/status", "the context switches are missing");
-    return *voluntary + *involuntary;
+    if (!voluntary) return malformed("/proc/[pid]/status", "the context switches are missing");
+    return *voluntary;
 }
 
 Result<std::uint32_t> parseProcessUser(std::string_view text) {

@@ -23,7 +23,8 @@ struct ProcessStat {
     std::uint64_t residentPages = 0;  ///< field 24
 
     /// Whether it is a thread of the kernel: it has no program and no memory of its own.
-    bool isKernelThread() const { return (flags & 0x00200000U) != 0; }
+    static constexpr std::uint64_t KernelThread = 0x00200000;
+    bool isKernelThread() const { return (flags & KernelThread) != 0; }
 };
 
 /// The line of a process. The command stands between the first parenthesis and the last one, whatever is in between:
@@ -44,7 +45,7 @@ struct ProcessIO {
 };
 Result<ProcessIO> parseProcessIO(std::string_view text);
 
-/// voluntary_ctxt_switches + nonvoluntary_ctxt_switches of /proc/[pid]/status: those of the main thread.
+/// voluntary_ctxt_switches of /proc/[pid]/status: how often the main thread went to sleep, to be woken again.
 Result<std::uint64_t> parseContextSwitches(std::string_view text);
 
 /// The effective user of the Uid line of /proc/[pid]/status.

@@ -1,0 +1,162 @@
+// The commands of single modules, on machines that are written down.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "HVKStatistics/sensors/RecipeFile.h"
+#include "hvkstat/Options.h"
+#include "hvkstat/Stage.h"
+
+namespace hvk::hvkstat {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+Value process(int pid, int parent, const char* name, int cputime, int memory) {
+    return {{"pid", pid},
+            {"parent", parent},
+            {"user", 501},
+            {"command", name},
+            {"identity", pid},
+            {"usage", {{"cputime", cputime}, {"memory", memory}, {"wakeups", 0}}},
+            {"applicationType", "BackgroundOnly"}};
+}
+
+/// An editor with a helper, and a shell with a job; in the second second the helper and the job work.
+Value twoFamilies() {
+    const auto frame = [](double time, int helper, int job) {
+        return Value{{"time", time},
+                     {"processes",
+                      {{"table",
+                        {process(1, 0, "launchd", 0, 1048576), process(10, 1, "Editor", 0, 2097152),
+                         process(11, 10, "Helper", helper, 1048576), process(20, 1, "zsh", 0, 1048576),
+                         process(21, 20, "job", job, 1048576)}}}}};
+    };
+    return {{"schema", 1},
+            {"system", {{"operatingSystemVersion", {14, 0, 0}}}},
+            {"processes", {{"timebaseFrequency", 1000}}},
+            {"frames", {frame(1700000000, 0, 0), frame(1700000001, 250, 500)}}};
+}
+
+Value answer(const Ran& result) {
+    EXPECT_EQ(result.code, ExitOk) << result.messages;
+    return Value::parse(result.output);
+}
+
+TEST(HvkstatProcesses, ListsTheBusiest) {
+    const Value list = answer(runOn(twoFamilies(), {"processes", "--json", "--count", "2"}));
+    ASSERT_EQ(list["processes"].size(), 2U);
+    EXPECT_EQ(list["processes"][0]["name"], "job");
+    EXPECT_EQ(list["processes"][0]["cpu"], 50.0);
+    EXPECT_EQ(list["processes"][1]["name"], "Helper");
+
+    const Value memory = answer(runOn(twoFamilies(), {"processes", "--json", "--sort", "memory", "--combine"}));
+    EXPECT_EQ(memory["families"][0]["name"], "Editor");
+    EXPECT_EQ(memory["families"][0]["memory"], 3145728.0);
+    EXPECT_EQ(memory["families"].size(), 4U) << "a shell does not absorb its job";
+
+    const Ran text = runOn(twoFamilies(), {"processes", "--count", "1"});
+    EXPECT_EQ(text.output, "PID  CPU %  Name  Path\n 21   50.0  job\n");
+}
+
+TEST(HvkstatProcesses, DrawsFamiliesAsATree) {
+    const Ran text = runOn(twoFamilies(), {"processes", "--tree"});
+    EXPECT_THAT(text.output, HasSubstr(" 10   25.0  Editor\n 11   25.0    Helper\n"));
+    const Value tree = answer(runOn(twoFamilies(), {"processes", "--tree", "--json"}))["tree"];
+    ASSERT_EQ(tree.size(), 5U);
+    EXPECT_EQ(tree[0]["name"], "job");
+    EXPECT_EQ(tree[2]["depth"], 1);
+}
+
+TEST(HvkstatProcesses, SaysWhatIsWrong) {
+    for (const auto& [arguments, words] : std::vector<std::pair<std::vector<std::string>, const char*>>{
+             {{"--sort", "cpo"}, "did you mean 'cpu'?"},
+             {{"--count", "0"}, "--count: '0' is not accepted"},
+             {{"--threshold", "1"}, "goes with --sort power"},
+             {{"--sort", "power", "--threshold", "-1"}, "--threshold: '-1' is not accepted"},
+             {{"--tree", "--combine"}, "do not go together"},
+             {{"--tree=maybe"}, "--tree: it takes no value"}}) {
+        std::vector<std::string> all{"processes"};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        const Ran result = run(all);
+        EXPECT_EQ(result.code, ExitUsage) << arguments[0];
+        EXPECT_THAT(result.messages, HasSubstr(words));
+    }
+    const Ran none = runOn({{"schema", 1}, {"frames", {{{"time", 1}}}}}, {"processes"});
+    EXPECT_EQ(none.code, ExitFailed);
+    EXPECT_THAT(none.messages, HasSubstr("cannot be listed"));
+}
+
+/// A machine without a recipe whose sensors describe themselves; one of them does not answer.
+Value describedSensors() {
+    return Value::parse(R"({"schema": 1,
+        "system": {"operatingSystemVersion": [14, 0, 0], "modelName": "Example,1", "preferredLanguages": ["en"]},
+        "files": {"applicationSupportDirectory": "/home/user/.local/share", "content": {}},
+        "controller": {"services": {"AppleSMC": {"keys": [
+            {"key": "Tq3Z", "type": "sp78", "bytes": "2d80"},
+            {"key": "F1aa", "type": "fpe2", "bytes": "12c0"},
+            {"key": "Tdea", "type": "sp78", "unreadable": {"error": "gone"}}]}}},
+        "sensors": {"revision": 1, "descriptions": [
+            {"key": "Tq3Z", "kind": "temperature", "name": "CPU Package", "chip": "coretemp", "low": 0, "high": 100},
+            {"key": "Tdea", "kind": "temperature", "name": "SSD", "chip": "nvme"},
+            {"key": "F1aa", "kind": "fan", "name": "Fan 1", "chip": "it87"}]},
+        "frames": [{"time": 1700000000}]})");
+}
+
+TEST(HvkstatSensors, WorkWithoutARecipe) {
+    const Ran text = runOn(describedSensors(), {"sensors"});
+    EXPECT_EQ(text.code, ExitOk);
+    EXPECT_THAT(text.output, HasSubstr("45.5 °C"));
+    EXPECT_THAT(text.output, HasSubstr("0.0 °C to 100.0 °C"));
+    EXPECT_THAT(text.output, HasSubstr("1200 rpm"));
+    EXPECT_THAT(text.output, Not(HasSubstr("SSD"))) << "a sensor that does not answer is absent";
+
+    const Value shown = answer(runOn(describedSensors(), {"sensors", "--json", "--all"}));
+    EXPECT_EQ(shown["controller"].size(), 2U) << "the keys that can be described";
+    bool found = false;
+    for (const Value& group : shown["groups"])
+        for (const Value& sensor : group["sensors"]) {
+            if (sensor["key"] != "Tq3Z") continue;
+            found = true;
+            EXPECT_EQ(sensor["value"], 45.5);
+            EXPECT_EQ(sensor["unit"], "°C");
+        }
+    EXPECT_TRUE(found);
+    const Value report = answer(runOn(describedSensors(), {"report", "--json", "--modules", "sensors"}));
+    EXPECT_FALSE(report["sensors"].empty());
+}
+
+TEST(HvkstatSensors, ThatComeLaterAreAdded) {
+    Value recording = describedSensors();
+    Value descriptions = recording["sensors"]["descriptions"];
+    descriptions.push_back({{"key", "Vaaa"}, {"kind", "voltage"}, {"name", "3.3V"}, {"chip", "it87"}});
+    recording["frames"].push_back(
+        {{"time", 1700000002},
+         {"sensors", {{"revision", 2}, {"descriptions", descriptions}}},
+         {"controller",
+          {{"services", {{"AppleSMC", {{"changes", {{"Vaaa", {{"type", "fp88"}, {"bytes", "0340"}}}}}}}}}}}});
+    const Ran result = runOn(recording, {"report", "--json", "--modules", "sensors", "--count", "2"});
+    ASSERT_EQ(result.code, ExitOk) << result.messages;
+    EXPECT_EQ(result.output.find("Vaaa"), result.output.rfind("Vaaa")) << "once, in the last of two samples";
+    EXPECT_THAT(result.output.substr(result.output.rfind('{', result.output.rfind("Vaaa"))), HasSubstr("3.25"));
+}
+
+TEST(HvkstatRecipe, IsMadeOfWhatTheSensorsSay) {
+    const Value recipe = answer(runOn(describedSensors(), {"recipe", "make"}));
+    EXPECT_EQ(recipe["version"], 1);
+    EXPECT_FALSE(recipe["sensors"]["supported"].empty());
+
+    const TemporaryDirectory directory;
+    const std::string file = directory.path() + "/made.recipe";
+    EXPECT_EQ(runOn(describedSensors(), {"recipe", "make", file}).code, ExitOk);
+    EXPECT_EQ(answer(run({"recipe", "decode", file})), recipe);
+    EXPECT_EQ(run({"recipe", "check", file}).code, ExitOk);
+
+    const Ran silent = runOn({{"schema", 1}, {"frames", {{{"time", 1}}}}}, {"recipe", "make"});
+    EXPECT_EQ(silent.code, ExitFailed);
+    EXPECT_THAT(silent.messages, HasSubstr("absent"));
+}
+
+}  // namespace
+}  // namespace hvk::hvkstat
