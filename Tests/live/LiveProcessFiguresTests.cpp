@@ -82,11 +82,17 @@ protected:
 
 TEST_F(LiveFigures, HalfAProcessorIsFiftyPercent) {
     const Child child([] { burnHalf(); }, Child::Return::AtOnce);
-    pass();
+    clockid_t clock = CLOCK_PROCESS_CPUTIME_ID;
+    ASSERT_EQ(::clock_getcpuclockid(child.pid(), &clock), 0);
+    const double begin = pass();
+    const double used = secondsOf(clock);
     EXPECT_EQ(item(child).cpu.load(), 0) << "nothing is known of a process at first";
     wait(2);
-    pass();
-    EXPECT_NEAR(item(child).cpu.load(), 50, 2);
+    const double end = pass();
+    // What it got by its own clock: a half, unless the machine had too much else to do.
+    const double share = 100 * (secondsOf(clock) - used) / (end - begin);
+    EXPECT_NEAR(item(child).cpu.load(), share, 2);
+    EXPECT_LT(share, 52);
 }
 
 TEST_F(LiveFigures, AllocatedMemoryIsSeen) {
