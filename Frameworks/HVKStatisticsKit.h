@@ -42,6 +42,8 @@
 #include "HVKStatistics/core/HVKTryCatch.h"
 #include "HVKStatistics/core/StatisticsAverage.h"
 #include "HVKStatistics/core/StatisticsBundle.h"
+#include "HVKStatistics/graphics/HVKStatisticsGPU.h"
+#include "HVKStatistics/graphics/HVKStatisticsGPUItem.h"
 #include "HVKStatistics/processes/HVKStatisticsProcesses.h"
 #include "HVKStatistics/processes/ProcessFamilies.h"
 #include "HVKStatistics/processes/ProcessNames.h"

@@ -26,6 +26,7 @@ HVKStatisticsFramework::HVKStatisticsFramework(Machine& machine, std::shared_ptr
       platform_(std::move(platform)),
       cpu_(std::make_shared<HVKStatisticsCPU>(machine)),
       memory_(std::make_shared<HVKStatisticsMemory>(machine)),
+      gpu_(std::make_shared<HVKStatisticsGPU>(machine)),
       load_(std::make_shared<HVKStatisticsLoad>(machine)),
       sensors_(std::make_shared<HVKStatisticsSensors>(machine)),
       uptime_(std::make_shared<HVKStatisticsUptime>(machine)),

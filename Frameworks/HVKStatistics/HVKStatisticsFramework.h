@@ -21,6 +21,7 @@
 #include "HVKPlatform/Value.h"
 #include "HVKStatistics/core/HVKStatisticsUptime.h"
 #include "HVKStatistics/core/StatisticsRoles.h"
+#include "HVKStatistics/graphics/HVKStatisticsGPU.h"
 #include "HVKStatistics/processes/HVKStatisticsProcesses.h"
 #include "HVKStatistics/processor/HVKStatisticsCPU.h"
 #include "HVKStatistics/processor/HVKStatisticsLoad.h"
@@ -48,8 +49,8 @@ public:
     void setCPU(std::shared_ptr<HVKStatisticsCPU> module) { cpu_ = std::move(module); }
     const std::shared_ptr<HVKStatisticsMemory>& Memory() const { return memory_; }
     void setMemory(std::shared_ptr<HVKStatisticsMemory> module) { memory_ = std::move(module); }
-    const std::shared_ptr<StatisticsGPURole>& GPU() const { return gpu_; }
-    void setGPU(std::shared_ptr<StatisticsGPURole> module) { gpu_ = std::move(module); }
+    const std::shared_ptr<HVKStatisticsGPU>& GPU() const { return gpu_; }
+    void setGPU(std::shared_ptr<HVKStatisticsGPU> module) { gpu_ = std::move(module); }
     const std::shared_ptr<StatisticsNetworkRole>& Network() const { return network_; }
     void setNetwork(std::shared_ptr<StatisticsNetworkRole> module) { network_ = std::move(module); }
     const std::shared_ptr<HVKStatisticsSensors>& Sensors() const { return sensors_; }
@@ -164,7 +165,7 @@ private:
     bool demo_ = false;
     std::shared_ptr<HVKStatisticsCPU> cpu_;
     std::shared_ptr<HVKStatisticsMemory> memory_;
-    std::shared_ptr<StatisticsGPURole> gpu_;
+    std::shared_ptr<HVKStatisticsGPU> gpu_;
     std::shared_ptr<StatisticsNetworkRole> network_;
     std::shared_ptr<StatisticsDisksRole> disks_;
     std::shared_ptr<StatisticsModuleRole> battery_;

@@ -45,10 +45,15 @@ public:
     void setChanged(bool changed) override { this->note(changed ? "changed" : "unchanged"); }
 };
 
-class NotedGPU : public NotedChangeable<StatisticsGPURole> {
+class NotedGPU : public HVKStatisticsGPU {
 public:
-    using NotedChangeable::NotedChangeable;
-    void loadFromPlatform(const Value& recipe) override { note("load " + recipe.dump()); }
+    NotedGPU(Machine& machine, Log& log) : HVKStatisticsGPU(machine), log_(log) {}
+    void setDemo(bool demo) override { log_.push_back(demo ? "GPU demo" : "GPU no demo"); }
+    void setChanged(bool changed) override { log_.push_back(changed ? "GPU changed" : "GPU unchanged"); }
+    void loadFromPlatform(const Value& recipe) override { log_.push_back("GPU load " + recipe.dump()); }
+
+private:
+    Log& log_;
 };
 
 class NotedSensors : public HVKStatisticsSensors {
@@ -122,7 +127,7 @@ private:
 /// A framework in which every place is taken by a stand-in.
 struct Stage {
     explicit Stage(const Value& answers = Value::object()) : machine(writtenMachine(answers)), framework(*machine) {
-        framework.setGPU(std::make_shared<NotedGPU>("GPU", log));
+        framework.setGPU(std::make_shared<NotedGPU>(*machine, log));
         framework.setSMART(std::make_shared<NotedChangeable<StatisticsChangeableRole>>("SMART", log));
         framework.setDisks(std::make_shared<NotedDisks>("Disks", log));
         framework.setNetwork(network);

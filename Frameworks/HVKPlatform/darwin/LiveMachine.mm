@@ -6,6 +6,7 @@
 #include "HVKPlatform/darwin/Cost.h"
 #include "HVKPlatform/darwin/Files.h"
 #include "HVKPlatform/darwin/HTTP.h"
+#include "HVKPlatform/darwin/Graphics.h"
 #include "HVKPlatform/darwin/HID.h"
 #include "HVKPlatform/darwin/HostPort.h"
 #include "HVKPlatform/darwin/Load.h"
@@ -42,6 +43,7 @@ public:
     HTTPPort& http() override { return http_; }
     HardwareEventsPort& hardwareEvents() override { return hardwareEvents_; }
     QueuesPort& queues() override { return queues_; }
+    GraphicsPort& graphics() override { return graphics_; }
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
 
@@ -62,6 +64,7 @@ private:
     DarwinFilesPort files_{diagnostics_};
     DarwinHTTPPort http_{diagnostics_};
     DarwinSensorDescriptionsPort sensorDescriptions_;
+    DarwinGraphicsPort graphics_{diagnostics_};
     DarwinCostPort cost_{diagnostics_};
     // Last, so destroyed first: no work runs while the ports that it uses go.
     DarwinQueuesPort queues_;

@@ -8,6 +8,7 @@
 #include "HVKPlatform/linux/Files.h"
 #include "HVKPlatform/linux/HID.h"
 #include "HVKPlatform/linux/HTTP.h"
+#include "HVKPlatform/linux/Graphics.h"
 #include "HVKPlatform/linux/HardwareMonitors.h"
 #include "HVKPlatform/linux/LinuxRoot.h"
 #include "HVKPlatform/linux/Load.h"
@@ -44,6 +45,7 @@ public:
     HTTPPort& http() override { return http_; }
     HardwareEventsPort& hardwareEvents() override { return hardwareEvents_; }
     QueuesPort& queues() override { return queues_; }
+    GraphicsPort& graphics() override { return graphics_; }
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
 
@@ -69,6 +71,7 @@ private:
     LinuxSensorDescriptionsPort sensorDescriptions_;
     LinuxFilesPort files_;
     CurlHTTPPort http_;
+    LinuxGraphicsPort graphics_;
     LinuxCostPort cost_;
     AsioQueuesPort queues_;  ///< last, so that its threads end before what they use
 };

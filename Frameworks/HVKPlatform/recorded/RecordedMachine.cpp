@@ -24,10 +24,23 @@ double finiteNumber(const RecordingField& field) {
 }
 
 /// The sections that may stand in a description and in a frame.
+// clang-format off
 constexpr const char* Sections[] = {
-    "bluetooth", "controller", "files",     "hid",       "http",    "interfaceAddresses",
-    "load",      "memory",     "processes", "processor", "sensors", "system",
+    "bluetooth",
+    "controller",
+    "files",
+    "graphics",
+    "hid",
+    "http",
+    "interfaceAddresses",
+    "load",
+    "memory",
+    "processes",
+    "processor",
+    "sensors",
+    "system",
 };
+// clang-format on
 
 /// The names, and those of the sections.
 std::vector<std::string_view> withSections(std::vector<std::string_view> names) {
@@ -53,6 +66,7 @@ RecordedMachine::RecordedMachine(double wallSeconds, double monotonicSeconds)
       processTable_(diagnostics_),
       bluetooth_(diagnostics_),
       userClients_(diagnostics_),
+      graphics_(diagnostics_),
       hid_(diagnostics_),
       files_(diagnostics_),
       http_(queues_, diagnostics_),
@@ -163,6 +177,7 @@ void RecordedMachine::readSections(const RecordingField& field, Answers& answers
     if (const auto section = field.find("files")) readFiles(*section, answers.files);
     if (const auto section = field.find("http")) readHTTP(*section, answers.http);
     if (const auto section = field.find("controller")) readUserClient(*section, answers.controller);
+    if (const auto section = field.find("graphics")) readGraphics(*section, answers.graphics);
     if (const auto section = field.find("hid")) readHID(*section, answers.hid);
     if (const auto section = field.find("sensors")) readSensorDescriptions(*section, answers.sensorDescriptions);
 }
@@ -189,6 +204,7 @@ RecordedMachine::Answers RecordedMachine::answers() const {
     answers.processes = processTable_.answers();
     answers.bluetooth = bluetooth_.answers();
     answers.controller = userClients_.answers();
+    answers.graphics = graphics_.answers();
     answers.hid = hid_.answers();
     answers.sensorDescriptions = sensorDescriptions_.answers();
     answers.registry = registry_.answers();
@@ -206,6 +222,7 @@ void RecordedMachine::setAnswers(Answers answers) {
     processTable_.setAnswers(std::move(answers.processes));
     bluetooth_.setAnswers(std::move(answers.bluetooth));
     userClients_.setAnswers(std::move(answers.controller));
+    graphics_.setAnswers(std::move(answers.graphics));
     hid_.setAnswers(std::move(answers.hid));
     sensorDescriptions_.setAnswers(std::move(answers.sensorDescriptions));
     registry_.setAnswers(std::move(answers.registry));

@@ -19,6 +19,7 @@
 #include "HVKPlatform/Machine.h"
 #include "HVKPlatform/recorded/Bluetooth.h"
 #include "HVKPlatform/recorded/Files.h"
+#include "HVKPlatform/recorded/Graphics.h"
 #include "HVKPlatform/recorded/HID.h"
 #include "HVKPlatform/recorded/HTTP.h"
 #include "HVKPlatform/recorded/HardwareEvents.h"
@@ -91,6 +92,7 @@ public:
     RecordedFiles& recordedFiles() { return files_; }
     RecordedHTTP& recordedHTTP() { return http_; }
     RecordedUserClient& recordedUserClients() { return userClients_; }
+    RecordedGraphics& recordedGraphics() { return graphics_; }
     RecordedHID& recordedHID() { return hid_; }
     RecordedSensorDescriptions& recordedSensorDescriptions() { return sensorDescriptions_; }
 
@@ -109,6 +111,7 @@ public:
     HTTPPort& http() override { return http_; }
     HardwareEventsPort& hardwareEvents() override { return hardwareEvents_; }
     QueuesPort& queues() override { return queues_; }
+    GraphicsPort& graphics() override { return graphics_; }
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
 
@@ -130,6 +133,7 @@ private:
         ProcessTableAnswers processes;
         BluetoothAnswers bluetooth;
         UserClientAnswers controller;
+        GraphicsAnswers graphics;
         HIDAnswers hid;
         SensorDescriptionsAnswers sensorDescriptions;
         RegistryAnswers registry;
@@ -164,6 +168,7 @@ private:
     RecordedProcessTable processTable_;
     RecordedBluetooth bluetooth_;
     RecordedUserClient userClients_;
+    RecordedGraphics graphics_;
     RecordedHID hid_;
     RecordedFiles files_;
     RecordedHTTP http_;

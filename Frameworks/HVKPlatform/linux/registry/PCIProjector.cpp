@@ -18,25 +18,36 @@ Result<Value> nameOf(const SysfsDevice& device) {
 
 }  // namespace
 
-PCIProjector::PCIProjector()
-    : properties_{
+PCIProjector::PCIProjector(const LinuxRoot& root, Diagnostics& diagnostics)
+    : graphics_(root, diagnostics),
+      properties_{
           {"IOName", nameOf},
           {"class-code", [](const SysfsDevice& device) { return device.data("class"); }},
           {"revision-id", [](const SysfsDevice& device) { return device.data("revision"); }},
           {"subsystem-vendor-id", [](const SysfsDevice& device) { return device.data("subsystem_vendor"); }},
           {"subsystem-id", [](const SysfsDevice& device) { return device.data("subsystem_device"); }},
-      } {}
+      },
+      graphicsProperties_(properties_),
+      accelerator_{
+          {"PerformanceStatistics", [this](const SysfsDevice& device) { return graphics_.statistics(device); }},
+          {"VRAM,totalsize", [this](const SysfsDevice& device) { return graphics_.memorySize(device); }},
+      } {
+    graphicsProperties_.push_back({"model", [this](const SysfsDevice& device) { return graphics_.model(device); }});
+}
 
 bool PCIProjector::serves(const std::string& subsystem) const { return subsystem == "pci"; }
 
 bool PCIProjector::mayYield(const std::string&, const std::string& className) const {
-    return className == "IOPCIDevice";
+    return className == "IOPCIDevice" || className == "IOAccelerator";
 }
 
-std::optional<Projection> PCIProjector::project(const SysfsDevice&) const {
+std::optional<Projection> PCIProjector::project(const SysfsDevice& device) const {
     Projection projection;
     projection.classes = {"IOPCIDevice", "IOService"};
     projection.properties = &properties_;
+    if (!GraphicsDevices::isGraphics(device)) return projection;
+    projection.properties = &graphicsProperties_;
+    projection.below.push_back({"IOAccelerator", "", {"IOAccelerator", "IOService"}, &accelerator_});
     return projection;
 }
 

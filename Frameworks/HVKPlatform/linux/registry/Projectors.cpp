@@ -20,11 +20,11 @@ Result<Value> pathOf(const SysfsDevice& device) { return Value(parse::readableTe
 
 }  // namespace
 
-std::vector<std::unique_ptr<const RegistryProjector>> registryProjectors() {
+std::vector<std::unique_ptr<const RegistryProjector>> registryProjectors(const LinuxRoot& root, Diagnostics& diagnostics) {
     std::vector<std::unique_ptr<const RegistryProjector>> projectors;
     projectors.push_back(std::make_unique<BlockProjector>());
     projectors.push_back(std::make_unique<NetworkProjector>());
-    projectors.push_back(std::make_unique<PCIProjector>());
+    projectors.push_back(std::make_unique<PCIProjector>(root, diagnostics));
     projectors.push_back(std::make_unique<USBProjector>());
     projectors.push_back(std::make_unique<GenericProjector>());
     return projectors;

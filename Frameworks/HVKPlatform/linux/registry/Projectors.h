@@ -4,12 +4,15 @@
 #include <memory>
 #include <vector>
 
+#include "HVKPlatform/linux/LinuxRoot.h"
 #include "HVKPlatform/linux/registry/RegistryProjector.h"
+#include "HVKPlatform/support/Diagnostics.h"
 
 namespace hvk {
 
-/// All of them; the first that serves a subsystem is asked, and the last serves every one.
-std::vector<std::unique_ptr<const RegistryProjector>> registryProjectors();
+/// All of them; the first that serves a subsystem is asked, and the last serves every one. Root and diagnostics must
+/// outlive them.
+std::vector<std::unique_ptr<const RegistryProjector>> registryProjectors(const LinuxRoot& root, Diagnostics& diagnostics);
 
 /// The properties that every device's own entry has: "Subsystem", "Driver", "modalias", "vendor-id", "device-id" (data,
 /// four bytes, the lowest first), "Runtime Status" and "sysfs-path".

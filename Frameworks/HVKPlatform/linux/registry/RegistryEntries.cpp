@@ -92,7 +92,7 @@ std::optional<std::string> bsdNameWanted(const RegistryMatch& match) {
 }  // namespace
 
 RegistryEntries::RegistryEntries(const LinuxRoot& root, const Topology& topology, Diagnostics& diagnostics)
-    : tree_(root, diagnostics), projectors_(registryProjectors()) {
+    : tree_(root, diagnostics), projectors_(registryProjectors(root, diagnostics)) {
     std::vector<TreeRegistry::Description> fixed = {
         {"Root", {"IORegistryEntry"}, {}, {}, {}},
         {"LinuxPlatform", {"IOPlatformExpertDevice", "IOService"}, {}, {}, {}},

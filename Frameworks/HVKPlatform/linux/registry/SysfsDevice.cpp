@@ -44,6 +44,10 @@ std::string SysfsDevice::file(std::string_view name) const {
 
 bool SysfsDevice::has(std::string_view name) const { return tree_->exists(file(name)); }
 
+std::vector<std::string> SysfsDevice::directories(std::string_view name) const {
+    return tree_->directories(file(name));
+}
+
 Result<std::string> SysfsDevice::read(std::string_view attribute) const { return tree_->read(file(attribute)); }
 
 /// The attribute without blanks around it; Absent when nothing is left.

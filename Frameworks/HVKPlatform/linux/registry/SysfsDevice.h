@@ -7,6 +7,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "HVKPlatform/Result.h"
 #include "HVKPlatform/Value.h"
@@ -71,6 +72,9 @@ public:
 
     /// The content of an attribute, or of a file in a directory below the device: "queue/logical_block_size".
     Result<std::string> read(std::string_view attribute) const;
+
+    /// The directories in a directory of the device, "hwmon": names only, sorted as the tree sorts them.
+    std::vector<std::string> directories(std::string_view name) const;
 
     /// A file's name below the device.
     std::string file(std::string_view name) const;
