@@ -76,6 +76,13 @@ void fillSensors(HVKStatisticsFramework& framework, double, ReportView& view) {
     view.sensors = std::move(shown);
 }
 
+void fillGraphics(HVKStatisticsFramework& framework, double, ReportView& view) {
+    std::vector<GraphicsView> shown;
+    for (const auto& item : framework.GPU()->devices())
+        if (!item->hidden) shown.push_back({item->name, item->processor, item->memory, item->memorySize > 0});
+    view.graphics = std::move(shown);
+}
+
 std::vector<ModuleEntry> makeEntries() {
     using Framework = HVKStatisticsFramework;
     return {
@@ -130,6 +137,17 @@ std::vector<ModuleEntry> makeEntries() {
          {},
          false,
          [](Framework& framework, Machine& machine, double) { prepareSensors(framework, machine); }},
+        {"gpu",
+         [](Framework& framework, double time) {
+             framework.GPU()->update(time);
+             framework.Sensors()->addGPUSensors(framework.GPU()->devices(), time);
+         },
+         [](Framework& framework, double) { return framework.GPU()->stats(); },
+         fillGraphics,
+         {},
+         false,
+         // Some figures are made from counters.
+         [](Framework& framework, Machine&, double time) { framework.GPU()->update(time); }},
         // The boot time is read when the module is made.
         {"uptime", [](Framework&, double) {}, uptimeStats, fillUptime, {}},
     };

@@ -163,6 +163,14 @@ std::unique_ptr<CLI::App> makeParser(RawOptions& raw) {
         "Which sensors there are and what they are called is said by the recipe of the model. A Linux machine without\n"
         "one gets a recipe of what its sensors say of themselves; 'hvkstat recipe make' prints it.");
 
+    CLI::App* gpu =
+        app->add_subcommand("gpu", "print the graphics processors: use, memory, clocks, power, temperature");
+    gpu->add_flag("--json", raw.json, "one JSON object");
+    gpu->footer(
+        "A processor that sleeps is not woken: it keeps its last figures, and 'hvkstat doctor' names it. Those that "
+        "are\n"
+        "made from counters need two samples: the first one shows none.");
+
     CLI::App* doctor = app->add_subcommand("doctor", "say which sources work, why not, and what measuring costs");
     doctor->add_flag("--json", raw.json, "one JSON object");
     doctor->footer(
@@ -179,7 +187,7 @@ std::unique_ptr<CLI::App> makeParser(RawOptions& raw) {
         "                        its JSON text is printed");
 
     app->get_formatter()->label("SUBCOMMAND", "COMMAND");
-    for (CLI::App* command : {report, history, processes, sensors, doctor, recipe}) {
+    for (CLI::App* command : {report, history, processes, sensors, gpu, doctor, recipe}) {
         command->group("Commands");
         command->allow_extras();
         command->fallthrough();
@@ -439,6 +447,8 @@ std::variant<Options, Exit> checkOptions(const CLI::App& app, const RawOptions& 
     } else if (command.get_name() == "processes") {
         options.command = CommandName::Processes;
         wrong = checkProcesses(command, raw, options);
+    } else if (command.get_name() == "gpu") {
+        options.command = CommandName::Graphics;
     } else if (command.get_name() == "sensors") {
         options.command = CommandName::Sensors;
         options.all = raw.all;

@@ -14,7 +14,7 @@
 
 namespace hvk::hvkstat {
 
-enum class CommandName { Report, History, Processes, Sensors, Doctor, Recipe };
+enum class CommandName { Report, History, Processes, Sensors, Graphics, Doctor, Recipe };
 
 /// What `recipe` does.
 enum class RecipeAction { Decode, Encode, Check, Make };

@@ -13,6 +13,7 @@
 #include "HVKPlatform/Machine.h"
 #include "HVKPlatform/Value.h"
 #include "HVKStatistics/core/StatisticsRoles.h"
+#include "HVKStatistics/graphics/HVKStatisticsGPUItem.h"
 #include "HVKStatistics/sensors/HIDSensorReader.h"
 #include "HVKStatistics/sensors/SMC.h"
 #include "HVKStatistics/sensors/SMCSensors.h"
@@ -60,6 +61,18 @@ public:
     /// All keys of the controller, and those of temperatures, power, voltages and currents; see SMCSensors.h.
     Value allSensors() { return hvk::allSensors(controller_); }
     Value standardSensors() { return hvk::standardSensors(controller_); }
+
+    /// Turns the figures of the graphics processors into sensors, those that each tells: "gpu-<key>-clock-core" and
+    /// "gpu-<key>-clock-memory" (frequencies "<name> Core", "<name> Memory"), "gpu-<key>-rpm" and "gpu-<key>-fanspeed"
+    /// (fans: the first is the speed; the second the same, or the percentage where only that is told),
+    /// "gpu-<key>-power", "gpu-<key>-temperature" (named as the processor). Power stands in the detailed group only;
+    /// temperature, frequency and fan in both. What a processor no longer tells, or one that went away, is removed.
+    void addGPUSensors(const std::vector<std::shared_ptr<HVKStatisticsGPUItem>>& items, double time);
+
+    /// One of them: `suffix` is the end of its key, "clock-core"; makes the sensor when there is none and gives it the
+    /// value.
+    void addGPUSensor(const HVKStatisticsGPUItem& item, std::string_view suffix, std::int64_t type, double value,
+                      double time);
 
     /// Drop the sensors of drives, and those that came from the power-metrics tool (their keys begin with "pm-").
     void removeSMARTSensors();

@@ -123,6 +123,16 @@ std::string drawSensors(const SensorsView& sensors, const Palette& palette) {
            table.text(palette);
 }
 
+std::string drawGraphics(const std::vector<GraphicsView>& graphics, const Palette& palette) {
+    Table table({Align::Left, Align::Right, Align::Right});
+    for (const GraphicsView& item : graphics)
+        table.add({{printable(item.name), Style::Faint},
+                   {percentText(item.processor) + " %", styleForPercent(item.processor)},
+                   {item.hasMemory ? "memory " + percentText(item.memory) + " %" : ""}});
+    return heading(palette, "Graphics", graphics.empty() ? "none" : std::to_string(graphics.size())) +
+           table.text(palette);
+}
+
 std::string drawUptime(const UptimeView& uptime, const Palette& palette) {
     if (uptime.boot == 0) return heading(palette, "Uptime", "unknown");
     return heading(palette, "Uptime", fmt::format("{}, since {}", durationText(uptime.uptime), timeText(uptime.boot)));
@@ -147,6 +157,7 @@ std::string drawReport(const ReportView& view, const Palette& palette, std::size
     if (view.load) text += drawLoad(*view.load, palette);
     if (view.processes) text += drawProcesses(*view.processes, palette);
     if (view.sensors) text += drawSensors(*view.sensors, palette);
+    if (view.graphics) text += drawGraphics(*view.graphics, palette);
     if (view.uptime) text += drawUptime(*view.uptime, palette);
     return text;
 }

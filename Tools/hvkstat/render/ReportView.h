@@ -53,6 +53,14 @@ struct SensorsView {
     std::vector<SensorView> sensors;  ///< those that a host shows by default, as far as they answer
 };
 
+/// One graphics processor, in percent.
+struct GraphicsView {
+    std::string name;
+    double processor = 0;
+    double memory = 0;
+    bool hasMemory = false;  ///< whether it has video memory of its own
+};
+
 struct UptimeView {
     double boot = 0;    ///< seconds since 1970; 0 when unknown
     double uptime = 0;  ///< seconds
@@ -68,6 +76,7 @@ struct ReportView {
     std::optional<HVKStatisticsLoadSample> load;
     std::optional<ProcessesView> processes;
     std::optional<SensorsView> sensors;
+    std::optional<std::vector<GraphicsView>> graphics;
     std::optional<UptimeView> uptime;
 };
 
