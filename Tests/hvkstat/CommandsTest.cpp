@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "hvkstat/Modules.h"
 #include "hvkstat/Program.h"
 #include "hvkstat/Stage.h"
 #include "hvkstat/commands/History.h"
@@ -32,7 +33,8 @@ std::vector<Value> lines(const std::string& text) {
 }
 
 TEST(HvkstatReport, ShowsAMachineToAPerson) {
-    const Ran result = runOn(sixSeconds(), {"report", "--interval", "2"});
+    const Ran result =
+        runOn(sixSeconds(), {"report", "--interval", "2", "--modules", "cpu,memory,load,processes,sensors,gpu,uptime"});
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(result.messages, "");
     EXPECT_EQ(result.output, R"(2023-11-14 22:13:22  Example,1  Example 1.0
@@ -54,6 +56,7 @@ Swap        195.3 KiB of 976.6 KiB used (20.0 %)
 Load        1.02  0.50  0.25  (1, 5, 15 minutes)
 Processes   unknown
 Sensors     none
+Graphics    none
 Uptime      1 day 03:46:42, since 2023-11-13 18:26:40
 )");
 }
@@ -222,7 +225,7 @@ TEST(HvkstatDoctor, SaysWhatFailsAndWhatAPassCosts) {
         EXPECT_EQ(source["failures"], source["readings"]);
     }
     EXPECT_TRUE(found);
-    EXPECT_EQ(json["passes"].size(), 6u);
+    EXPECT_EQ(json["passes"].size(), moduleNames().size());
 }
 
 TEST(HvkstatDoctor, FailsOnlyWhenNothingCanBeRead) {

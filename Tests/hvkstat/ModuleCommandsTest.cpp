@@ -142,6 +142,34 @@ TEST(HvkstatSensors, ThatComeLaterAreAdded) {
     EXPECT_THAT(result.output.substr(result.output.rfind('{', result.output.rfind("Vaaa"))), HasSubstr("3.25"));
 }
 
+TEST(HvkstatGraphics, AreShownAndBecomeSensors) {
+    const Value recording = Value::parse(R"json({
+        "schema": 1, "system": {"operatingSystemVersion": [14, 0, 0]},
+        "registry": {"name": "Root", "children": [
+            {"name": "card", "classes": ["IOPCIDevice"], "properties": {"model": "Radeon Example"}, "children": [
+                {"name": "accelerator", "classes": ["IOAccelerator"], "properties": {
+                    "VRAM,totalMB": 4096,
+                    "PerformanceStatistics": {"Device Utilization %": 37, "inUseVidMemoryBytes": 1073741824,
+                                              "Temperature(C)": 61, "Total Power(W)": 103}}}]}]},
+        "graphics": {"frameRate": 60},
+        "frames": [{"time": 1700000000}, {"time": 1700000001}]})json");
+    EXPECT_EQ(runOn(recording, {"gpu"}).output,
+              "Radeon Example\n"
+              "  kind                  discrete\n"
+              "  processor               37.0 %\n"
+              "  memory       25.0 % of 4.0 GiB\n"
+              "  power                  103.0 W\n"
+              "  temperature              61 °C\n"
+              "screen drawn 60 times a second\n");
+    const Value shown = answer(runOn(recording, {"gpu", "--json"}));
+    EXPECT_EQ(shown["fps"], 60.0);
+    EXPECT_EQ(shown["gpus"][0]["processor"], 37.0);
+    const Value report = answer(runOn(recording, {"report", "--json", "--modules", "sensors,gpu"}));
+    EXPECT_EQ(report["gpu"].size(), 1U);
+    const Ran none = runOn({{"schema", 1}, {"frames", {{{"time", 1}}}}}, {"gpu"});
+    EXPECT_THAT(none.messages, HasSubstr("shows no graphics processor"));
+}
+
 TEST(HvkstatRecipe, IsMadeOfWhatTheSensorsSay) {
     const Value recipe = answer(runOn(describedSensors(), {"recipe", "make"}));
     EXPECT_EQ(recipe["version"], 1);
