@@ -14,7 +14,10 @@
 
 namespace hvk::hvkstat {
 
-enum class CommandName { Report, History, Processes, Sensors, Graphics, Doctor, Recipe };
+enum class CommandName { Report, History, Processes, Sensors, Graphics, Traffic, Doctor, Recipe };
+
+/// By what `traffic` is told apart.
+enum class TrafficBy { Process, Interface };
 
 /// What `recipe` does.
 enum class RecipeAction { Decode, Encode, Check, Make };
@@ -48,6 +51,9 @@ struct Options {
     std::optional<double> threshold;  ///< least energy impact; only with "power"
     bool combine = false;             ///< a row for each family
     bool tree = false;                ///< the families with their members
+
+    // traffic
+    TrafficBy trafficBy = TrafficBy::Process;
 
     // sensors
     bool all = false;  ///< every key of the controller and every HID reading

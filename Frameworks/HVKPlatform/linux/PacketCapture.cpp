@@ -3,6 +3,7 @@
 #include <net/if.h>
 #include <net/if_arp.h>
 #include <pcap/pcap.h>
+#include <poll.h>
 
 #include <algorithm>
 #include <array>
@@ -54,7 +55,9 @@ public:
         }
         pcap_pkthdr* header = nullptr;
         const u_char* bytes = nullptr;
-        const int outcome = pcap_next_ex(capture_, &header, &bytes);
+        int outcome = pcap_next_ex(capture_, &header, &bytes);
+        // The library itself waits until a packet comes, however long.
+        if (outcome == 0 && waitForPackets()) outcome = pcap_next_ex(capture_, &header, &bytes);
         if (const auto now = Clock::now(); now >= nextLook_) lookAtDrops(now);
         if (outcome == 0) return Outcome::Nothing;
         if (outcome < 0 || header == nullptr || bytes == nullptr) {
@@ -72,6 +75,13 @@ private:
         bool isPort = false;
         Clock::time_point until;
     };
+
+    /// Whether packets came within the time.
+    bool waitForPackets() const {
+        pollfd descriptor{pcap_get_selectable_fd(capture_), POLLIN, 0};
+        countSystemCalls();
+        return ::poll(&descriptor, 1, Timeout) > 0;
+    }
 
     const Interface& interface(std::uint32_t number) {
         Interface& known = interfaces_[number];
@@ -164,17 +174,23 @@ LinuxPacketCapturePort::LinuxPacketCapturePort(const LinuxRoot& root, Diagnostic
       health_(diagnostics.source(Source, "traffic by process and interface", Grant)) {}
 
 Result<std::unique_ptr<PacketHandle>> LinuxPacketCapturePort::open() {
-    if (!root_.isLive()) return health_.failed({FailureKind::Absent, Source, "no packets pass on a saved machine"});
     char error[PCAP_ERRBUF_SIZE] = {};
     pcap_t* const capture = pcap_create(Device, error);
     if (capture == nullptr) return health_.failed({FailureKind::Absent, Source, error});
-    pcap_set_timeout(capture, Timeout);
-    pcap_set_snaplen(capture, SnapshotLength);
-    pcap_set_buffer_size(capture, BufferSize);
-    countSystemCalls(8);
-    auto refused = refusal(capture, pcap_activate(capture));
-    if (!refused && pcap_set_datalink(capture, DLT_LINUX_SLL2) != 0)
-        refused = Failure{FailureKind::Unsupported, Source, pcap_geterr(capture)};
+    std::optional<Failure> refused;
+    if (!root_.isLive()) {
+        refused = Failure{FailureKind::Absent, Source, "no packets pass on a saved machine"};
+    } else {
+        pcap_set_timeout(capture, Timeout);
+        pcap_set_snaplen(capture, SnapshotLength);
+        pcap_set_buffer_size(capture, BufferSize);
+        countSystemCalls(8);
+        refused = refusal(capture, pcap_activate(capture));
+        if (!refused && pcap_set_datalink(capture, DLT_LINUX_SLL2) != 0)
+            refused = Failure{FailureKind::Unsupported, Source, pcap_geterr(capture)};
+        if (!refused && pcap_setnonblock(capture, 1, error) != 0)
+            refused = Failure{FailureKind::Unsupported, Source, error};
+    }
     return std::unique_ptr<PacketHandle>(
         std::make_unique<AnyHandle>(root_, diagnostics_, health_, capture, std::move(refused)));
 }

@@ -37,6 +37,7 @@ class HVK_EXPORT PacketHandle {
 public:
     virtual ~PacketHandle() = default;
 
+    /// What waiting for a packet came to.
     enum class Outcome {
         Packet,   ///< there is one
         Nothing,  ///< none came within 200 ms

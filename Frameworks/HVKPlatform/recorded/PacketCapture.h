@@ -23,9 +23,10 @@ struct RecordedPacket {
     std::vector<std::uint8_t> frame;
 };
 
-/// What the port answers. Packets belong to the frame that names them: they pass once.
+/// What the port answers. Packets belong to the frame that names them: they pass once. On a machine whose recording
+/// does not mention them none pass.
 struct PacketCaptureAnswers {
-    Status available = undescribed("packets");
+    Status available;
     std::vector<RecordedPacket> packets;
     bool ends = false;  ///< the capture fails behind the packets
 };

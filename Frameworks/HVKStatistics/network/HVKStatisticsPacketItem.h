@@ -36,6 +36,7 @@ public:
     std::atomic<bool> updateProcesses = true;   ///< count by process
     std::atomic<bool> updateInterfaces = true;  ///< count by interface
 
+    /// Where the loop runs.
     const std::shared_ptr<Queue>& queue() const { return queue_; }
 
     /// Opens the capture and starts the loop on the queue. One that cannot be opened is logged, and the item stays
