@@ -8,6 +8,7 @@
 #include "HVKPlatform/linux/Files.h"
 #include "HVKPlatform/linux/HID.h"
 #include "HVKPlatform/linux/HTTP.h"
+#include "HVKPlatform/linux/HardwareEvents.h"
 #include "HVKPlatform/linux/Graphics.h"
 #include "HVKPlatform/linux/HardwareMonitors.h"
 #include "HVKPlatform/linux/LinuxRoot.h"
@@ -43,7 +44,7 @@ public:
     SensorDescriptionsPort& sensorDescriptions() override { return sensorDescriptions_; }
     FilesPort& files() override { return files_; }
     HTTPPort& http() override { return http_; }
-    HardwareEventsPort& hardwareEvents() override { return hardwareEvents_; }
+    LinuxHardwareEventsPort& hardwareEvents() override { return hardwareEvents_; }
     QueuesPort& queues() override { return queues_; }
     GraphicsPort& graphics() override { return graphics_; }
     CostPort& cost() override { return cost_; }
@@ -64,7 +65,7 @@ private:
     LinuxProcessTablePort processTable_;
     LinuxRegistryPort registry_;
     LinuxBluetoothPort bluetooth_;
-    UnsupportedHardwareEventsPort hardwareEvents_;
+    LinuxHardwareEventsPort hardwareEvents_;
     HardwareMonitors monitors_;
     LinuxUserClientPort userClients_;
     LinuxHIDPort hid_;
