@@ -14,7 +14,7 @@
 
 namespace hvk::hvkstat {
 
-enum class CommandName { Report, History, Processes, Sensors, Graphics, Doctor, Recipe };
+enum class CommandName { Report, History, Processes, Sensors, Graphics, Events, Doctor, Recipe };
 
 /// What `recipe` does.
 enum class RecipeAction { Decode, Encode, Check, Make };
@@ -48,6 +48,9 @@ struct Options {
     std::optional<double> threshold;  ///< least energy impact; only with "power"
     bool combine = false;             ///< a row for each family
     bool tree = false;                ///< the families with their members
+
+    // events
+    std::optional<double> seconds;  ///< how long; until interrupted, or to the end of the recording, without
 
     // sensors
     bool all = false;  ///< every key of the controller and every HID reading

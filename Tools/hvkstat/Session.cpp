@@ -25,6 +25,8 @@ Result<std::unique_ptr<Session>> Session::open(const Options& options) {
     if (options.command == CommandName::History) modules = {std::string(findHistory(options.history).module->name)};
     if (options.command == CommandName::Processes) modules = {"processes"};
     if (options.command == CommandName::Sensors) modules = {"sensors"};
+    // Those that tell of changes in their own updates.
+    if (options.command == CommandName::Events) modules = {"network", "battery", "bluetooth"};
     if (options.command == CommandName::Recipe) modules = {"uptime"};
 
     if (!options.machine.empty()) {
