@@ -28,11 +28,11 @@ std::string textOf(const sockaddr* address) {
 
 InterfaceAddress::Family familyOf(const sockaddr* address) {
     using Family = InterfaceAddress::Family;
-    switch (address == nullptr ? AF_UNSPEC : address->sa_family) {
+    // An interface without a hardware address, such as a tunnel, is listed without any.
+    switch (address == nullptr ? AF_PACKET : address->sa_family) {
         case AF_PACKET: return Family::Link;
         case AF_INET: return Family::IPv4;
         case AF_INET6: return Family::IPv6;
-        // An interface that has neither hardware address nor counters.
         default: return Family::Other;
     }
 }

@@ -28,6 +28,9 @@ public:
     void turn(const pollfd* answered, Clock::time_point now) override;
     std::optional<Clock::time_point> due() const override { return due_; }
 
+    /// What is known.
+    const NetworkState& state() const { return state_; }
+
     /// The state as the kernel lists it now. Thread: any.
     static Result<NetworkState> listing();
 
