@@ -1,14 +1,9 @@
 // The device tree of the machine that the tests run on, beside what /sys shows to other means.
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <linux/loop.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -17,6 +12,7 @@
 
 #include "HVKPlatform/LiveMachine.h"
 #include "HVKStatistics/core/HVKStatisticsIOKitUtilities.h"
+#include "live/LoopDevice.h"
 
 namespace hvk {
 namespace {
@@ -117,50 +113,6 @@ TEST(LiveRegistry, LeavesNoDeviceOut) {
         EXPECT_EQ(report.failures, 0U) << report.lastFailure->source;
     }
 }
-
-/// A file attached to a loop device while it lives.
-class LoopDevice {
-public:
-    LoopDevice() {
-        file_ = ::open("/tmp", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-        const int control = ::open("/dev/loop-control", O_RDWR | O_CLOEXEC);
-        if (::ftruncate(file_, Size) != 0 || control < 0) why_ = "no loop device can be made";
-        // Another program may take the free one first.
-        for (int attempt = 0; attempt < 10 && why_.empty() && name_.empty(); ++attempt) {
-            const int number = ::ioctl(control, LOOP_CTL_GET_FREE);
-            device_ = ::open(("/dev/loop" + std::to_string(number)).c_str(), O_RDWR | O_CLOEXEC);
-            if (device_ >= 0 && ::ioctl(device_, LOOP_SET_FD, file_) == 0)
-                name_ = "loop" + std::to_string(number);
-            else if (errno != EBUSY)
-                why_ = "no file can be attached to a loop device";
-            if (name_.empty() && device_ >= 0) ::close(std::exchange(device_, -1));
-        }
-        if (control >= 0) ::close(control);
-    }
-    ~LoopDevice() {
-        detach();
-        ::close(file_);
-    }
-    LoopDevice(const LoopDevice&) = delete;
-    LoopDevice& operator=(const LoopDevice&) = delete;
-
-    /// The kernel detaches a device that somebody has open when the last one closes it.
-    void detach() {
-        if (device_ < 0) return;
-        ::ioctl(device_, LOOP_CLR_FD);
-        ::close(std::exchange(device_, -1));
-    }
-
-    static constexpr int Size = 1 << 20;
-    const std::string& name() const { return name_; }
-    const std::string& why() const { return why_; }
-
-private:
-    int file_ = -1;
-    int device_ = -1;
-    std::string name_;
-    std::string why_;
-};
 
 TEST(LiveRegistry, ALoopDeviceComesAndGoes) {
     if (::geteuid() != 0) GTEST_SKIP() << "only root may attach a file to a loop device";

@@ -22,11 +22,13 @@ constexpr double LongestInterval = 86400;
 constexpr std::uint64_t MostSamples = 1'000'000'000;
 constexpr std::uint64_t MostRows = 10'000'000;
 constexpr std::int64_t LongestBucket = 31'536'000;
+constexpr double LongestWatch = 31'536'000;
 constexpr double FarthestBack = 31'536'000;
 /// The last second of the year 9999.
 constexpr double LatestTime = 253402300799;
 
 constexpr std::string_view IntervalRange = "a number of seconds from 0.001 to 86400";
+constexpr std::string_view ForRange = "a number of seconds from 0 to 31536000";
 constexpr std::string_view CountRange = "a whole number from 1 to 1000000000";
 constexpr std::string_view RowsRange = "a whole number of rows from 1 to 10000000";
 constexpr std::string_view ThresholdRange = "an energy impact of 0 or more";
@@ -64,7 +66,8 @@ Exit badValue(std::string_view option, std::string_view value, std::string_view 
 /// The command line as text, before its values are checked.
 struct RawOptions {
     bool json = false, combine = false, tree = false, all = false;
-    std::string root, machine, modules, interval, count, history, start, end, bucket, sort, threshold, trafficBy;
+    std::string root, machine, modules, interval, count, history, start, end, bucket, sort, threshold, trafficBy,
+        seconds;
     std::string recipeAction;
     std::vector<std::string> recipeFiles;
 };
@@ -91,6 +94,7 @@ const std::vector<RecipeActionRow>& recipeActions() {
 std::string acceptedBy(const std::string& option, std::string_view command) {
     if (option == "--interval") return std::string(command == "history" ? BucketRange : IntervalRange);
     if (option == "--count") return std::string(command == "processes" ? RowsRange : CountRange);
+    if (option == "--for") return std::string(ForRange);
     if (option == "--sort") return "one of " + join(processSortKeys());
     if (option == "--threshold") return std::string(ThresholdRange);
     if (option == "--start" || option == "--end") return std::string(BoundRange);
@@ -179,6 +183,12 @@ std::unique_ptr<CLI::App> makeParser(RawOptions& raw) {
         "Every packet is looked at, which takes a privilege: 'hvkstat doctor' says how to grant it. What belongs to "
         "no\n"
         "process, or to one that ended before it was found, has the PID 0.");
+    CLI::App* events = app->add_subcommand("events", "print a line for each hardware event as it happens");
+    events->add_flag("--json", raw.json, "one JSON object a line for each event");
+    events->add_option("--for", raw.seconds, "end after so long; without it when interrupted")->type_name("SECONDS");
+    events->footer(
+        "In the first 5 seconds disks and Bluetooth are silent: everything that is there announces itself. A recorded\n"
+        "machine is not waited for, and its end is the end of the recording.");
 
     CLI::App* doctor = app->add_subcommand("doctor", "say which sources work, why not, and what measuring costs");
     doctor->add_flag("--json", raw.json, "one JSON object");
@@ -196,7 +206,7 @@ std::unique_ptr<CLI::App> makeParser(RawOptions& raw) {
         "                        its JSON text is printed");
 
     app->get_formatter()->label("SUBCOMMAND", "COMMAND");
-    for (CLI::App* command : {report, history, processes, sensors, gpu, traffic, doctor, recipe}) {
+    for (CLI::App* command : {report, history, processes, sensors, gpu, traffic, events, doctor, recipe}) {
         command->group("Commands");
         command->allow_extras();
         command->fallthrough();
@@ -324,6 +334,14 @@ std::optional<Exit> checkInterval(const CLI::App& command, const RawOptions& raw
     if (!seconds || *seconds < ShortestInterval || *seconds > LongestInterval)
         return badValue("--interval", raw.interval, IntervalRange);
     options.interval = *seconds;
+    return std::nullopt;
+}
+
+std::optional<Exit> checkEvents(const CLI::App& events, const RawOptions& raw, Options& options) {
+    if (events.get_option("--for")->count() == 0) return std::nullopt;
+    const auto seconds = parseNumber(raw.seconds);
+    if (!seconds || *seconds < 0 || *seconds > LongestWatch) return badValue("--for", raw.seconds, ForRange);
+    options.seconds = *seconds;
     return std::nullopt;
 }
 
@@ -468,6 +486,9 @@ std::variant<Options, Exit> checkOptions(const CLI::App& app, const RawOptions& 
     } else if (command.get_name() == "traffic") {
         options.command = CommandName::Traffic;
         wrong = checkTraffic(command, raw, options);
+    } else if (command.get_name() == "events") {
+        options.command = CommandName::Events;
+        wrong = checkEvents(command, raw, options);
     } else if (command.get_name() == "gpu") {
         options.command = CommandName::Graphics;
     } else if (command.get_name() == "sensors") {

@@ -14,7 +14,7 @@
 
 namespace hvk::hvkstat {
 
-enum class CommandName { Report, History, Processes, Sensors, Graphics, Traffic, Doctor, Recipe };
+enum class CommandName { Report, History, Processes, Sensors, Graphics, Traffic, Events, Doctor, Recipe };
 
 /// By what `traffic` is told apart.
 enum class TrafficBy { Process, Interface };
@@ -54,6 +54,9 @@ struct Options {
 
     // traffic
     TrafficBy trafficBy = TrafficBy::Process;
+
+    // events
+    std::optional<double> seconds;  ///< how long; until interrupted, or to the end of the recording, without
 
     // sensors
     bool all = false;  ///< every key of the controller and every HID reading

@@ -9,6 +9,7 @@
 #include "hvkstat/Options.h"
 #include "hvkstat/Session.h"
 #include "hvkstat/commands/Doctor.h"
+#include "hvkstat/commands/Events.h"
 #include "hvkstat/commands/Graphics.h"
 #include "hvkstat/commands/History.h"
 #include "hvkstat/commands/Live.h"
@@ -40,6 +41,7 @@ int runCommand(const Options& options, const Host& host) {
         case CommandName::Sensors: return runSensors(session, options, host);
         case CommandName::Graphics: return runGraphics(session, options, host);
         case CommandName::Traffic: return runTraffic(session, options, host);
+        case CommandName::Events: return runEvents(session, options, host);
         case CommandName::Doctor: return runDoctor(session, options, host);
         case CommandName::Recipe:
         case CommandName::Report: break;

@@ -27,6 +27,8 @@ Result<std::unique_ptr<Session>> Session::open(const Options& options) {
     if (options.command == CommandName::Graphics) modules = {"gpu"};
     if (options.command == CommandName::Traffic) modules = {"packets"};
     if (options.command == CommandName::Sensors) modules = {"sensors"};
+    // Those that tell of changes in their own updates.
+    if (options.command == CommandName::Events) modules = {"network", "battery", "bluetooth"};
     if (options.command == CommandName::Recipe) modules = {"uptime"};
 
     if (!options.machine.empty()) {

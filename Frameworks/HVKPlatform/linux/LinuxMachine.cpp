@@ -13,6 +13,7 @@ LinuxMachine::LinuxMachine(const std::string& root, ProcessSourceChoice choice)
       processTable_(root_, system_.ticksPerSecond().valueOr(100), system_.pageSize().valueOr(4096), diagnostics_,
                     choice),
       registry_(root_, topology_, diagnostics_),
+      hardwareEvents_(root_, registry_, queues_, diagnostics_),
       monitors_(root_, clock_, diagnostics_),
       userClients_(monitors_),
       hid_(root_, diagnostics_),
@@ -21,6 +22,9 @@ LinuxMachine::LinuxMachine(const std::string& root, ProcessSourceChoice choice)
       http_(root_, diagnostics_),
       packetCapture_(root_, diagnostics_) {}
 
-LinuxMachine::~LinuxMachine() { http_.stop(); }
+LinuxMachine::~LinuxMachine() {
+    hardwareEvents_.stop();
+    http_.stop();
+}
 
 }  // namespace hvk

@@ -9,6 +9,7 @@
 #include "HVKPlatform/linux/Graphics.h"
 #include "HVKPlatform/linux/HID.h"
 #include "HVKPlatform/linux/HTTP.h"
+#include "HVKPlatform/linux/HardwareEvents.h"
 #include "HVKPlatform/linux/HardwareMonitors.h"
 #include "HVKPlatform/linux/LinuxRoot.h"
 #include "HVKPlatform/linux/Load.h"
@@ -44,7 +45,7 @@ public:
     SensorDescriptionsPort& sensorDescriptions() override { return sensorDescriptions_; }
     FilesPort& files() override { return files_; }
     HTTPPort& http() override { return http_; }
-    HardwareEventsPort& hardwareEvents() override { return hardwareEvents_; }
+    LinuxHardwareEventsPort& hardwareEvents() override { return hardwareEvents_; }
     QueuesPort& queues() override { return queues_; }
     GraphicsPort& graphics() override { return graphics_; }
     PacketCapturePort& packetCapture() override { return packetCapture_; }
@@ -66,7 +67,7 @@ private:
     LinuxProcessTablePort processTable_;
     LinuxRegistryPort registry_;
     LinuxBluetoothPort bluetooth_;
-    UnsupportedHardwareEventsPort hardwareEvents_;
+    LinuxHardwareEventsPort hardwareEvents_;
     HardwareMonitors monitors_;
     LinuxUserClientPort userClients_;
     LinuxHIDPort hid_;

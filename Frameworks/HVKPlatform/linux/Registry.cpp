@@ -35,11 +35,17 @@ Result<RegistryEntryPointer> LinuxRegistryPort::alive(RegistryHandle handle) con
 
 // Iterators
 
-Result<RegistryHandle> LinuxRegistryPort::matchingServices(const RegistryMatch& match) {
+Result<std::vector<RegistryEntryPointer>> LinuxRegistryPort::matchingEntries(const RegistryMatch& match) const {
     if (match.kind == RegistryMatch::Kind::Dictionary && !match.dictionary.is_object())
         return Failure{FailureKind::Malformed, Source, "the matching dictionary is no dictionary"};
+    return entries_.matching(match);
+}
+
+Result<RegistryHandle> LinuxRegistryPort::matchingServices(const RegistryMatch& match) {
+    auto entries = matchingEntries(match);
+    if (!entries) return entries.failure();
     RegistryIteration iteration;
-    iteration.first = reversed(entries_.matching(match));
+    iteration.first = reversed(std::move(*entries));
     iteration.open = iteration.first;
     return handles_.own(std::move(iteration));
 }
@@ -69,18 +75,43 @@ RegistryHandle LinuxRegistryPort::next(RegistryHandle iterator) {
     while (!iteration->open.empty()) {
         RegistryEntryPointer entry = std::move(iteration->open.back());
         iteration->open.pop_back();
-        if (!entries_.isAlive(*entry)) continue;
+        if (!iteration->showsGone && !entries_.isAlive(*entry)) continue;
         if (iteration->isDeep)
             for (RegistryEntryPointer& child : reversed(entries_.children(*entry)))
                 iteration->open.push_back(std::move(child));
         return handles_.own(std::move(entry));
     }
+    iteration->exhausted = true;
     return 0;
+}
+
+RegistryHandle LinuxRegistryPort::makeIterator(const std::vector<RegistryEntryPointer>& entries) {
+    RegistryIteration iteration;
+    iteration.first = reversed(entries);
+    iteration.open = iteration.first;
+    iteration.showsGone = true;
+    return handles_.own(std::move(iteration));
+}
+
+bool LinuxRegistryPort::refill(RegistryHandle iterator, const std::vector<RegistryEntryPointer>& entries) {
+    const auto iteration = handles_.iteration(iterator);
+    if (!iteration) return false;
+    iteration->first = reversed(entries);
+    iteration->open = iteration->first;
+    iteration->exhausted = false;
+    return true;
+}
+
+std::optional<bool> LinuxRegistryPort::isExhausted(RegistryHandle iterator) const {
+    const auto iteration = handles_.iteration(iterator);
+    if (!iteration) return std::nullopt;
+    return iteration->exhausted;
 }
 
 void LinuxRegistryPort::reset(RegistryHandle iterator) {
     const auto iteration = handles_.iteration(iterator);
     if (!iteration) return;
+    iteration->exhausted = false;
     iteration->open = iteration->first;
     if (!iteration->isDeep) return;
     const RegistryEntryPointer start = iteration->first.front();

@@ -15,6 +15,9 @@
 // they are asked for.
 #pragma once
 
+#include <optional>
+#include <vector>
+
 #include "HVKPlatform/linux/LinuxRoot.h"
 #include "HVKPlatform/linux/Topology.h"
 #include "HVKPlatform/linux/registry/RegistryEntries.h"
@@ -63,6 +66,20 @@ public:
     Result<std::uint64_t> entryID(RegistryHandle entry) override;
     /// Every entry is an "IORegistryEntry", every entry but the root an "IOService" too.
     bool conformsTo(RegistryHandle entry, const std::string& className) override;
+
+    // For those who watch services.
+
+    /// What matches now; Malformed for a question that makes no sense.
+    Result<std::vector<RegistryEntryPointer>> matchingEntries(const RegistryMatch& match) const;
+
+    /// An iterator over entries, owned by the caller; those whose device went away are handed out too.
+    RegistryHandle makeIterator(const std::vector<RegistryEntryPointer>& entries);
+
+    /// Gives an iterator other entries, from the first; false when nobody holds it.
+    bool refill(RegistryHandle iterator, const std::vector<RegistryEntryPointer>& entries);
+
+    /// Whether an iterator was walked to its end; nothing when nobody holds it.
+    std::optional<bool> isExhausted(RegistryHandle iterator) const;
 
     /// Who holds what, for tests.
     const RegistryHandles& handles() const { return handles_; }

@@ -18,6 +18,8 @@ struct RegistryIteration {
     std::vector<RegistryEntryPointer> first;  ///< where it starts, and starts again: the last is the next
     std::vector<RegistryEntryPointer> open;   ///< what is left: the last is the next
     bool isDeep = false;                      ///< whether the children of an entry follow it
+    bool showsGone = false;                   ///< whether an entry whose device went away is handed out too
+    bool exhausted = false;                   ///< somebody was told that there is no more
 };
 
 /// The handles. An entry has one handle for as long as somebody holds it: receiving it twice gives the same number and
