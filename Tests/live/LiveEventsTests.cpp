@@ -294,7 +294,7 @@ TEST_F(LiveEvents, AStormOfLinkChangesLosesNoState) {
     LinkMaker links;
     Diagnostics diagnostics;
     ConfigurationKeys keys;
-    auto opened = RouteSource::open(SmallBuffer, diagnostics.source("links", "test"),
+    auto opened = RouteSource::open(std::size_t{64} << 10, diagnostics.source("links", "test"),
                                     [&](const ConfigurationKeys& changed) { keys = changed; });
     ASSERT_TRUE(opened) << opened.failure().detail;
     RouteSource& source = **opened;

@@ -8,6 +8,7 @@
 #include "HVKPlatform/darwin/HTTP.h"
 #include "HVKPlatform/darwin/Graphics.h"
 #include "HVKPlatform/darwin/HID.h"
+#include "HVKPlatform/darwin/HardwareEvents.h"
 #include "HVKPlatform/darwin/HostPort.h"
 #include "HVKPlatform/darwin/Load.h"
 #include "HVKPlatform/darwin/Memory.h"
@@ -60,7 +61,7 @@ private:
     DarwinProcessTablePort processTable_{diagnostics_};
     DarwinRegistryPort registry_{diagnostics_};
     DarwinBluetoothPort bluetooth_{diagnostics_};
-    UnsupportedHardwareEventsPort hardwareEvents_;
+    DarwinHardwareEventsPort hardwareEvents_{diagnostics_};
     DarwinUserClientPort userClients_{diagnostics_};
     DarwinHIDPort hid_{diagnostics_};
     DarwinFilesPort files_{diagnostics_};

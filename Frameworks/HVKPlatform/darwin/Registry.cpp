@@ -6,6 +6,7 @@
 
 #include "HVKPlatform/darwin/CFOwned.h"
 #include "HVKPlatform/darwin/Cost.h"
+#include "HVKPlatform/darwin/MatchingDictionary.h"
 #include "HVKPlatform/darwin/PropertyValue.h"
 #include "HVKPlatform/darwin/decode/Failures.h"
 
@@ -15,20 +16,6 @@ namespace {
 
 /// Null stands for the main port; its named constant changed its name with macOS 12.
 constexpr mach_port_t MainPort = MACH_PORT_NULL;
-
-/// The dictionary that asks `match`'s question; null when it is none or is not in UTF-8.
-CFOwned<CFDictionaryRef> matchingDictionary(const RegistryMatch& match) {
-    switch (match.kind) {
-        case RegistryMatch::Kind::BSDName:
-            return CFOwned<CFDictionaryRef>(IOBSDNameMatching(MainPort, 0, match.name.c_str()));
-        case RegistryMatch::Kind::ServiceName:
-            return CFOwned<CFDictionaryRef>(IOServiceNameMatching(match.name.c_str()));
-        case RegistryMatch::Kind::Class: return CFOwned<CFDictionaryRef>(IOServiceMatching(match.name.c_str()));
-        case RegistryMatch::Kind::Dictionary: break;
-    }
-    if (!match.dictionary.is_object()) return CFOwned<CFDictionaryRef>();
-    return CFOwned<CFDictionaryRef>(static_cast<CFDictionaryRef>(propertyOfValue(match.dictionary).take()));
-}
 
 bool isRoot(RegistryHandle entry) {
     const io_registry_entry_t root = IORegistryGetRootEntry(MainPort);
