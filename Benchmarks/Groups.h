@@ -10,5 +10,6 @@ void registerProcessesBenchmarks();
 void registerLiveProcessesBenchmarks();
 void registerRegistryBenchmarks();
 void registerHardwareMonitorBenchmarks();
+void registerEventBenchmarks();
 
 }  // namespace hvk::bench

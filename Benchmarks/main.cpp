@@ -104,6 +104,7 @@ int run(int count, char** arguments) {
     registerLiveProcessesBenchmarks();
     registerRegistryBenchmarks();
     registerHardwareMonitorBenchmarks();
+    registerEventBenchmarks();
     MedianReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
 

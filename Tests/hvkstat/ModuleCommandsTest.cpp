@@ -203,6 +203,37 @@ TEST(HvkstatTraffic, IsToldByProcessAndByInterface) {
     EXPECT_THAT(run({"traffic", "--by", "port"}).messages, HasSubstr("--by: 'port' is not accepted"));
 }
 
+TEST(HvkstatEvents, AreALineEachUntilTheRecordingEnds) {
+    const Value recording = Value::parse(R"json({
+        "schema": 1, "system": {"operatingSystemVersion": [14, 0, 0]}, "bluetooth": {"authorization": "denied"},
+        "frames": [
+            {"time": 1700000000},
+            {"time": 1700000002, "events": [{"disk": "appeared", "description": {"DAVolumeMountable": true}}]},
+            {"time": 1700000006, "events": [
+                {"disk": "appeared", "description": {"DAVolumeMountable": true}},
+                {"disk": "appeared", "description": {"DAVolumeMountable": true, "DADeviceModel": "Disk Image",
+                                                     "DAVolumePath": "/Volumes/Image"}},
+                {"configuration": ["State:/Network/Interface/en0/Link"]}]},
+            {"time": 1700000009, "events": [{"powerSources": true}]}]})json");
+    EXPECT_EQ(runOn(recording, {"events"}).output,
+              "2023-11-14 22:13:20.000  network tunnels changed\n"
+              "2023-11-14 22:13:26.000  disks changed\n"
+              "2023-11-14 22:13:26.000  disk images changed\n"
+              "2023-11-14 22:13:26.000  network configuration changed: State:/Network/Interface/en0/Link\n"
+              "2023-11-14 22:13:29.000  power source changed\n");
+    const Ran first = runOn(recording, {"events", "--json", "--for", "6"});
+    EXPECT_EQ(first.code, ExitOk) << first.messages;
+    EXPECT_THAT(first.output, testing::EndsWith("{\"event\":\"network-configuration\",\"keys\":[\"State:/Network/"
+                                                "Interface/en0/Link\"],\"time\":1700000006.0}\n"));
+    for (const char* wrong : {"-1", "x", "1e9", ""})
+        EXPECT_EQ(runOn(recording, {"events", "--for", wrong}).code, ExitUsage) << wrong;
+
+    const TemporaryDirectory tree;
+    const Ran none = run({"events", "--root", tree.path()});
+    EXPECT_EQ(none.code, ExitFailed);
+    EXPECT_THAT(none.messages, HasSubstr("a saved tree does not change"));
+}
+
 TEST(HvkstatRecipe, IsMadeOfWhatTheSensorsSay) {
     const Value recipe = answer(runOn(describedSensors(), {"recipe", "make"}));
     EXPECT_EQ(recipe["version"], 1);

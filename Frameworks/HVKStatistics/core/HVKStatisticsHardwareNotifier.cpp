@@ -205,15 +205,17 @@ void HVKStatisticsHardwareNotifier::startGPU() {
         core.GPUChanged();
     };
     // Both go to one field, so that only the second iterator is ever drained and armed.
+    bool armed = false;
     for (const ServiceEvent event : {ServiceEvent::Publish, ServiceEvent::Terminate}) {
         const auto iterator =
             machine.hardwareEvents().watchServices(event, accelerators, core_->whileAlive<RegistryHandle>(changed));
         core_->note("accelerator events", "GPU changes", iterator);
-        if (!iterator) return;
+        armed = static_cast<bool>(iterator);
+        if (!armed) continue;
         machine.registry().release(core_->gpuIterator);
         core_->gpuIterator = *iterator;
     }
-    drain(machine.registry(), core_->gpuIterator);
+    if (armed) drain(machine.registry(), core_->gpuIterator);
 }
 
 void HVKStatisticsHardwareNotifier::startSMART() {
