@@ -3,15 +3,8 @@
 #include <atomic>
 
 #include "HVKPlatform/LiveMachine.h"
-#include "HVKPlatform/ports/BluetoothDevices.h"
-#include "HVKPlatform/ports/ConfigurationStore.h"
 #include "HVKPlatform/ports/Graphics.h"
-#include "HVKPlatform/ports/NetworkInterfaces.h"
 #include "HVKPlatform/ports/PacketCapture.h"
-#include "HVKPlatform/ports/PowerSources.h"
-#include "HVKPlatform/ports/SMART.h"
-#include "HVKPlatform/ports/Tasks.h"
-#include "HVKPlatform/ports/Volumes.h"
 
 namespace hvk {
 
@@ -35,15 +28,8 @@ Machine& Machine::current() {
     return live;
 }
 
-BluetoothDevicesPort& Machine::bluetoothDevices() { return unsupportedPort<UnsupportedBluetoothDevicesPort>(); }
-ConfigurationStorePort& Machine::configurationStore() { return unsupportedPort<UnsupportedConfigurationStorePort>(); }
 GraphicsPort& Machine::graphics() { return unsupportedPort<UnsupportedGraphicsPort>(); }
-NetworkInterfacesPort& Machine::networkInterfaces() { return unsupportedPort<UnsupportedNetworkInterfacesPort>(); }
 PacketCapturePort& Machine::packetCapture() { return unsupportedPort<UnsupportedPacketCapturePort>(); }
-PowerSourcesPort& Machine::powerSources() { return unsupportedPort<UnsupportedPowerSourcesPort>(); }
-SMARTPort& Machine::smart() { return unsupportedPort<UnsupportedSMARTPort>(); }
-TasksPort& Machine::tasks() { return unsupportedPort<UnsupportedTasksPort>(); }
-VolumesPort& Machine::volumes() { return unsupportedPort<UnsupportedVolumesPort>(); }
 
 void Machine::setCurrent(Machine& machine) { namedMachine.store(&machine); }
 

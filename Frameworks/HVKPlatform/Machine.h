@@ -25,15 +25,8 @@
 
 namespace hvk {
 
-class BluetoothDevicesPort;
-class ConfigurationStorePort;
 class GraphicsPort;
-class NetworkInterfacesPort;
 class PacketCapturePort;
-class PowerSourcesPort;
-class SMARTPort;
-class TasksPort;
-class VolumesPort;
 
 /// A machine to measure.
 class HVK_EXPORT Machine {
@@ -59,15 +52,8 @@ public:
     virtual CostPort& cost() = 0;
 
     // Ports that an adapter need not have: these answer Unsupported. Whoever uses one includes its header.
-    virtual BluetoothDevicesPort& bluetoothDevices();
-    virtual ConfigurationStorePort& configurationStore();
     virtual GraphicsPort& graphics();
-    virtual NetworkInterfacesPort& networkInterfaces();
     virtual PacketCapturePort& packetCapture();
-    virtual PowerSourcesPort& powerSources();
-    virtual SMARTPort& smart();
-    virtual TasksPort& tasks();
-    virtual VolumesPort& volumes();
 
     /// The state of the sources that the ports read.
     virtual Diagnostics& diagnostics() = 0;
@@ -101,15 +87,8 @@ public:
     HardwareEventsPort& hardwareEvents() override { return target_.hardwareEvents(); }
     QueuesPort& queues() override { return target_.queues(); }
     CostPort& cost() override { return target_.cost(); }
-    BluetoothDevicesPort& bluetoothDevices() override { return target_.bluetoothDevices(); }
-    ConfigurationStorePort& configurationStore() override { return target_.configurationStore(); }
     GraphicsPort& graphics() override { return target_.graphics(); }
-    NetworkInterfacesPort& networkInterfaces() override { return target_.networkInterfaces(); }
     PacketCapturePort& packetCapture() override { return target_.packetCapture(); }
-    PowerSourcesPort& powerSources() override { return target_.powerSources(); }
-    SMARTPort& smart() override { return target_.smart(); }
-    TasksPort& tasks() override { return target_.tasks(); }
-    VolumesPort& volumes() override { return target_.volumes(); }
     Diagnostics& diagnostics() override { return target_.diagnostics(); }
 
 protected:
