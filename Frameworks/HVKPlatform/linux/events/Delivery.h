@@ -4,31 +4,39 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <utility>
 
 #include "HVKPlatform/ports/Queues.h"
 
 namespace hvk {
 
-/// One kind of news. It must outlive what it has put on the queue. Thread: any.
+/// One kind of news. Thread: any may ask; it is destroyed on the main thread, and what waits then does nothing.
 class Delivery {
 public:
     /// `work` runs on the main queue and takes all the news that there are by then.
-    Delivery(QueuesPort& queues, Work work) : queues_(queues), work_(std::move(work)) {}
+    Delivery(QueuesPort& queues, Work work) : queues_(queues), state_(std::make_shared<State>(std::move(work))) {}
 
     /// Has the work run soon.
     void ask() {
-        if (asked_.exchange(true)) return;
-        queues_.main().async([this] {
-            asked_ = false;
-            work_();
+        if (state_->asked.exchange(true)) return;
+        queues_.main().async([weak = std::weak_ptr(state_)] {
+            const auto state = weak.lock();
+            if (!state) return;
+            state->asked = false;
+            state->work();
         });
     }
 
 private:
+    struct State {
+        explicit State(Work given) : work(std::move(given)) {}
+        Work work;
+        std::atomic<bool> asked{false};
+    };
+
     QueuesPort& queues_;
-    Work work_;
-    std::atomic<bool> asked_{false};
+    std::shared_ptr<State> state_;
 };
 
 }  // namespace hvk
