@@ -44,6 +44,8 @@
 #include "HVKStatistics/core/StatisticsBundle.h"
 #include "HVKStatistics/graphics/HVKStatisticsGPU.h"
 #include "HVKStatistics/graphics/HVKStatisticsGPUItem.h"
+#include "HVKStatistics/network/HVKStatisticsPacketItem.h"
+#include "HVKStatistics/network/HVKStatisticsPackets.h"
 #include "HVKStatistics/processes/HVKStatisticsProcesses.h"
 #include "HVKStatistics/processes/ProcessFamilies.h"
 #include "HVKStatistics/processes/ProcessNames.h"

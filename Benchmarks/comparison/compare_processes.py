@@ -191,6 +191,7 @@ def candidates(ticker, made):
 class Sleepers:
     """Processes that sleep, as long as the block lasts."""
     def __init__(self, program, count):
+        self.before = processes_now()
         self.child = subprocess.Popen([program, str(count)], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
 
     def __enter__(self):
@@ -202,14 +203,10 @@ class Sleepers:
         self.child.stdin.close()
         self.child.stdout.close()
         self.child.wait()
-
-
-def wait_until_steady():
-    """Waits until nothing that was started before still ends."""
-    before = -1
-    while before != (now := processes_now()):
-        before = now
-        time.sleep(1)
+        # They end after the one that made them; the next measurement is not to count them.
+        deadline = time.monotonic() + 60
+        while processes_now() > self.before + 10 and time.monotonic() < deadline:
+            time.sleep(0.2)
 
 
 def processes_now():
@@ -228,7 +225,6 @@ def main():
     counts = [int(text) for text in arguments.processes.split(",")]
     results, peaks, actual = {}, {}, []
     for count in counts:
-        wait_until_steady()
         with Sleepers(made["sleepers"], max(0, count - processes_now())):
             actual.append(processes_now())
             for name, measure in candidates(arguments.ticker, made):
@@ -238,7 +234,8 @@ def main():
                     continue
                 try:
                     cost, peaks[name] = measure()
-                    row.append(cost)
+                    # A program that starts slowly may hide what a look costs.
+                    row.append(cost if cost > 0 else None)
                 except (RuntimeError, OSError, StopIteration) as fault:
                     print(f"{name}: {fault}", file=sys.stderr)
                     row.append(None)

@@ -30,6 +30,7 @@ HVKStatisticsFramework::HVKStatisticsFramework(Machine& machine, std::shared_ptr
       load_(std::make_shared<HVKStatisticsLoad>(machine)),
       sensors_(std::make_shared<HVKStatisticsSensors>(machine)),
       uptime_(std::make_shared<HVKStatisticsUptime>(machine)),
+      packets_(std::make_shared<HVKStatisticsPackets>(machine)),
       processes_(std::make_shared<HVKStatisticsProcesses>(machine)) {
     setHardwareNotifier(std::make_shared<HVKStatisticsHardwareNotifier>(machine));
 }

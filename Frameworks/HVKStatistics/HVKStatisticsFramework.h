@@ -22,6 +22,7 @@
 #include "HVKStatistics/core/HVKStatisticsUptime.h"
 #include "HVKStatistics/core/StatisticsRoles.h"
 #include "HVKStatistics/graphics/HVKStatisticsGPU.h"
+#include "HVKStatistics/network/HVKStatisticsPackets.h"
 #include "HVKStatistics/processes/HVKStatisticsProcesses.h"
 #include "HVKStatistics/processor/HVKStatisticsCPU.h"
 #include "HVKStatistics/processor/HVKStatisticsLoad.h"
@@ -72,8 +73,8 @@ public:
     void setSMART(std::shared_ptr<StatisticsChangeableRole> module) { smart_ = std::move(module); }
     const std::shared_ptr<HVKStatisticsUptime>& Uptime() const { return uptime_; }
     void setUptime(std::shared_ptr<HVKStatisticsUptime> module) { uptime_ = std::move(module); }
-    const std::shared_ptr<StatisticsModuleRole>& Packets() const { return packets_; }
-    void setPackets(std::shared_ptr<StatisticsModuleRole> module) { packets_ = std::move(module); }
+    const std::shared_ptr<HVKStatisticsPackets>& Packets() const { return packets_; }
+    void setPackets(std::shared_ptr<HVKStatisticsPackets> module) { packets_ = std::move(module); }
     const std::shared_ptr<StatisticsPowerMetricsRole>& PowerMetrics() const { return powerMetrics_; }
     void setPowerMetrics(std::shared_ptr<StatisticsPowerMetricsRole> module) { powerMetrics_ = std::move(module); }
 
@@ -174,7 +175,7 @@ private:
     std::shared_ptr<HVKStatisticsSensors> sensors_;
     std::shared_ptr<StatisticsChangeableRole> smart_;
     std::shared_ptr<HVKStatisticsUptime> uptime_;
-    std::shared_ptr<StatisticsModuleRole> packets_;
+    std::shared_ptr<HVKStatisticsPackets> packets_;
     std::shared_ptr<StatisticsPowerMetricsRole> powerMetrics_;
     std::shared_ptr<HVKStatisticsProcesses> processes_;
     std::shared_ptr<StatisticsHardwareNotifierRole> hardwareNotifier_;

@@ -97,6 +97,15 @@ private:
 };
 
 /// A module that is part of the library already; only demo mode comes to it.
+class NotedPackets : public HVKStatisticsPackets {
+public:
+    NotedPackets(Machine& machine, Log& log) : HVKStatisticsPackets(machine), log_(log) {}
+    void setDemo(bool demo) override { log_.push_back(demo ? "Packets demo" : "Packets no demo"); }
+
+private:
+    Log& log_;
+};
+
 class NotedProcesses : public HVKStatisticsProcesses {
 public:
     NotedProcesses(Machine& machine, Log& log) : HVKStatisticsProcesses(machine), log_(log) {}
@@ -135,7 +144,7 @@ struct Stage {
         framework.setHardwareNotifier(notifier);
         framework.setSensors(std::make_shared<NotedSensors>(*machine, log));
         framework.setBattery(std::make_shared<NotedModule>("Battery", log));
-        framework.setPackets(std::make_shared<NotedModule>("Packets", log));
+        framework.setPackets(std::make_shared<NotedPackets>(*machine, log));
         framework.setProcesses(std::make_shared<NotedProcesses>(*machine, log));
         framework.setPowerMetrics(std::make_shared<StatisticsPowerMetricsRole>());
     }

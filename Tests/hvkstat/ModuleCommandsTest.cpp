@@ -170,6 +170,39 @@ TEST(HvkstatGraphics, AreShownAndBecomeSensors) {
     EXPECT_THAT(none.messages, HasSubstr("shows no graphics processor"));
 }
 
+TEST(HvkstatTraffic, IsToldByProcessAndByInterface) {
+    const auto packet = [](int pid, const char* direction, const char* interface, const char* length) {
+        return Value{{"pid", pid},
+                     {"direction", direction},
+                     {"interface", interface},
+                     {"frame", std::string(24, '0') + "08004500" + length}};
+    };
+    Value recording = twoFamilies();
+    recording["packets"] = Value::array();
+    recording["frames"].push_back({{"time", 1700000001.5},
+                                   {"packets",
+                                    {packet(11, "in", "en0", "0400"), packet(20, "out", "en1", "0800"),
+                                     packet(0, "in", "en0", "0010"), packet(77, "in", "en0", "0001")}}});
+    const Ran text = runOn(recording, {"traffic", "--interval", "2"});
+    EXPECT_EQ(text.output,
+              "  PID  Download     Upload  Name\n"
+              "   20     0 B/s  1.0 KiB/s  zsh\n"
+              "   11   512 B/s      0 B/s  Helper\n"
+              "    0     8 B/s      0 B/s  (unknown)\n"
+              "   77     0 B/s      0 B/s  (ended)\n");
+    const Value shown = answer(runOn(recording, {"traffic", "--by", "interface", "--json", "--interval", "2"}));
+    EXPECT_EQ(shown["interval"], 2.0);
+    EXPECT_EQ(shown["interfaces"], (Value{{{"interface", "en1"}, {"download", 0}, {"upload", 2048}},
+                                          {{"interface", "en0"}, {"download", 1041}, {"upload", 0}}}));
+    const Value report = answer(runOn(recording, {"report", "--json", "--modules", "packets", "--interval", "2"}));
+    EXPECT_EQ(report["packets"]["packets"].size(), 4U);
+    recording["packets"] = {{"error", "denied"}};
+    const Ran none = runOn(recording, {"traffic"});
+    EXPECT_EQ(none.code, ExitFailed);
+    EXPECT_THAT(none.messages, HasSubstr("packets cannot be captured here"));
+    EXPECT_THAT(run({"traffic", "--by", "port"}).messages, HasSubstr("--by: 'port' is not accepted"));
+}
+
 TEST(HvkstatEvents, AreALineEachUntilTheRecordingEnds) {
     const Value recording = Value::parse(R"json({
         "schema": 1, "system": {"operatingSystemVersion": [14, 0, 0]}, "bluetooth": {"authorization": "denied"},

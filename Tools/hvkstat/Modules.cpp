@@ -83,6 +83,25 @@ void fillGraphics(HVKStatisticsFramework& framework, double, ReportView& view) {
     view.graphics = std::move(shown);
 }
 
+/// What passed since the last sample; null where nothing can be captured.
+Value packetsStats(HVKStatisticsFramework& framework, double time) {
+    const auto item = framework.Packets()->activeItem();
+    if (!item || !item->isCapturing()) return nullptr;
+    Value stats = item->stats(time);
+    stats.update(item->interfaces());
+    return stats;
+}
+
+void fillPackets(HVKStatisticsFramework& framework, double time, ReportView& view) {
+    const Value stats = packetsStats(framework, time);
+    if (stats.is_null()) return;
+    std::vector<TrafficView> shown;
+    for (const Value& row : stats["interfaces"])
+        shown.push_back(
+            {row["interface"].get<std::string>(), row["download"].get<double>(), row["upload"].get<double>()});
+    view.traffic = std::move(shown);
+}
+
 std::vector<ModuleEntry> makeEntries() {
     using Framework = HVKStatisticsFramework;
     return {
@@ -148,6 +167,14 @@ std::vector<ModuleEntry> makeEntries() {
          false,
          // Some figures are made from counters.
          [](Framework& framework, Machine&, double time) { framework.GPU()->update(time); }},
+        {"packets",
+         // They are counted as they pass.
+         [](Framework&, double) {},
+         packetsStats,
+         fillPackets,
+         {},
+         true,
+         [](Framework& framework, Machine&, double) { framework.Packets()->start(); }},
         // The boot time is read when the module is made.
         {"uptime", [](Framework&, double) {}, uptimeStats, fillUptime, {}},
     };

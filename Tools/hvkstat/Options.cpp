@@ -66,7 +66,8 @@ Exit badValue(std::string_view option, std::string_view value, std::string_view 
 /// The command line as text, before its values are checked.
 struct RawOptions {
     bool json = false, combine = false, tree = false, all = false;
-    std::string root, machine, modules, interval, count, history, start, end, bucket, sort, threshold, seconds;
+    std::string root, machine, modules, interval, count, history, start, end, bucket, sort, threshold, trafficBy,
+        seconds;
     std::string recipeAction;
     std::vector<std::string> recipeFiles;
 };
@@ -174,6 +175,14 @@ std::unique_ptr<CLI::App> makeParser(RawOptions& raw) {
         "are\n"
         "made from counters need two samples: the first one shows none.");
 
+    CLI::App* traffic = app->add_subcommand("traffic", "print what goes over the network, by process or by interface");
+    traffic->add_flag("--json", raw.json, "one JSON object");
+    traffic->add_option("--by", raw.trafficBy, "process or interface; process by default")->type_name("WHAT");
+    traffic->add_option("--interval", raw.interval, "count for so long; 1 by default")->type_name("SECONDS");
+    traffic->footer(
+        "Every packet is looked at, which takes a privilege: 'hvkstat doctor' says how to grant it. What belongs to "
+        "no\n"
+        "process, or to one that ended before it was found, has the PID 0.");
     CLI::App* events = app->add_subcommand("events", "print a line for each hardware event as it happens");
     events->add_flag("--json", raw.json, "one JSON object a line for each event");
     events->add_option("--for", raw.seconds, "end after so long; without it when interrupted")->type_name("SECONDS");
@@ -197,7 +206,7 @@ std::unique_ptr<CLI::App> makeParser(RawOptions& raw) {
         "                        its JSON text is printed");
 
     app->get_formatter()->label("SUBCOMMAND", "COMMAND");
-    for (CLI::App* command : {report, history, processes, sensors, gpu, events, doctor, recipe}) {
+    for (CLI::App* command : {report, history, processes, sensors, gpu, traffic, events, doctor, recipe}) {
         command->group("Commands");
         command->allow_extras();
         command->fallthrough();
@@ -407,6 +416,15 @@ std::optional<Exit> checkRecipe(const RawOptions& raw, Options& options) {
     return std::nullopt;
 }
 
+std::optional<Exit> checkTraffic(const CLI::App& traffic, const RawOptions& raw, Options& options) {
+    if (traffic.get_option("--by")->count() != 0) {
+        if (raw.trafficBy != "process" && raw.trafficBy != "interface")
+            return usageError(fmt::format("--by: '{}' is not accepted; it takes process or interface", raw.trafficBy));
+        options.trafficBy = raw.trafficBy == "process" ? TrafficBy::Process : TrafficBy::Interface;
+    }
+    return checkInterval(traffic, raw, options);
+}
+
 std::optional<Exit> checkProcesses(const CLI::App& processes, const RawOptions& raw, Options& options) {
     options.combine = raw.combine;
     options.tree = raw.tree;
@@ -465,6 +483,9 @@ std::variant<Options, Exit> checkOptions(const CLI::App& app, const RawOptions& 
     } else if (command.get_name() == "processes") {
         options.command = CommandName::Processes;
         wrong = checkProcesses(command, raw, options);
+    } else if (command.get_name() == "traffic") {
+        options.command = CommandName::Traffic;
+        wrong = checkTraffic(command, raw, options);
     } else if (command.get_name() == "events") {
         options.command = CommandName::Events;
         wrong = checkEvents(command, raw, options);

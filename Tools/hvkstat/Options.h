@@ -14,7 +14,10 @@
 
 namespace hvk::hvkstat {
 
-enum class CommandName { Report, History, Processes, Sensors, Graphics, Events, Doctor, Recipe };
+enum class CommandName { Report, History, Processes, Sensors, Graphics, Traffic, Events, Doctor, Recipe };
+
+/// By what `traffic` is told apart.
+enum class TrafficBy { Process, Interface };
 
 /// What `recipe` does.
 enum class RecipeAction { Decode, Encode, Check, Make };
@@ -48,6 +51,9 @@ struct Options {
     std::optional<double> threshold;  ///< least energy impact; only with "power"
     bool combine = false;             ///< a row for each family
     bool tree = false;                ///< the families with their members
+
+    // traffic
+    TrafficBy trafficBy = TrafficBy::Process;
 
     // events
     std::optional<double> seconds;  ///< how long; until interrupted, or to the end of the recording, without

@@ -17,6 +17,7 @@
 #include "hvkstat/commands/Recipe.h"
 #include "hvkstat/commands/Report.h"
 #include "hvkstat/commands/Sensors.h"
+#include "hvkstat/commands/Traffic.h"
 #include "hvkstat/render/Units.h"
 
 namespace hvk::hvkstat {
@@ -39,6 +40,7 @@ int runCommand(const Options& options, const Host& host) {
         case CommandName::Processes: return runProcesses(session, options, host);
         case CommandName::Sensors: return runSensors(session, options, host);
         case CommandName::Graphics: return runGraphics(session, options, host);
+        case CommandName::Traffic: return runTraffic(session, options, host);
         case CommandName::Events: return runEvents(session, options, host);
         case CommandName::Doctor: return runDoctor(session, options, host);
         case CommandName::Recipe:

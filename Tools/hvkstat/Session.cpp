@@ -24,6 +24,8 @@ Result<std::unique_ptr<Session>> Session::open(const Options& options) {
     std::vector<std::string> modules = options.modules;
     if (options.command == CommandName::History) modules = {std::string(findHistory(options.history).module->name)};
     if (options.command == CommandName::Processes) modules = {"processes"};
+    if (options.command == CommandName::Graphics) modules = {"gpu"};
+    if (options.command == CommandName::Traffic) modules = {"packets"};
     if (options.command == CommandName::Sensors) modules = {"sensors"};
     // Those that tell of changes in their own updates.
     if (options.command == CommandName::Events) modules = {"network", "battery", "bluetooth"};

@@ -12,6 +12,7 @@
 #include "HVKPlatform/darwin/HostPort.h"
 #include "HVKPlatform/darwin/Load.h"
 #include "HVKPlatform/darwin/Memory.h"
+#include "HVKPlatform/darwin/PacketCapture.h"
 #include "HVKPlatform/darwin/ProcessTable.h"
 #include "HVKPlatform/darwin/Processor.h"
 #include "HVKPlatform/darwin/Queues.h"
@@ -45,6 +46,7 @@ public:
     HardwareEventsPort& hardwareEvents() override { return hardwareEvents_; }
     QueuesPort& queues() override { return queues_; }
     GraphicsPort& graphics() override { return graphics_; }
+    PacketCapturePort& packetCapture() override { return packetCapture_; }
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
 
@@ -66,6 +68,7 @@ private:
     DarwinHTTPPort http_{diagnostics_};
     DarwinSensorDescriptionsPort sensorDescriptions_;
     DarwinGraphicsPort graphics_{diagnostics_};
+    DarwinPacketCapturePort packetCapture_{diagnostics_};
     DarwinCostPort cost_{diagnostics_};
     // Last, so destroyed first: no work runs while the ports that it uses go.
     DarwinQueuesPort queues_;

@@ -19,7 +19,8 @@ LinuxMachine::LinuxMachine(const std::string& root, ProcessSourceChoice choice)
       hid_(root_, diagnostics_),
       sensorDescriptions_(monitors_, hid_),
       files_(root_, diagnostics_),
-      http_(root_, diagnostics_) {}
+      http_(root_, diagnostics_),
+      packetCapture_(root_, diagnostics_) {}
 
 LinuxMachine::~LinuxMachine() {
     hardwareEvents_.stop();

@@ -6,14 +6,15 @@
 #include "HVKPlatform/linux/Clock.h"
 #include "HVKPlatform/linux/Cost.h"
 #include "HVKPlatform/linux/Files.h"
+#include "HVKPlatform/linux/Graphics.h"
 #include "HVKPlatform/linux/HID.h"
 #include "HVKPlatform/linux/HTTP.h"
 #include "HVKPlatform/linux/HardwareEvents.h"
-#include "HVKPlatform/linux/Graphics.h"
 #include "HVKPlatform/linux/HardwareMonitors.h"
 #include "HVKPlatform/linux/LinuxRoot.h"
 #include "HVKPlatform/linux/Load.h"
 #include "HVKPlatform/linux/Memory.h"
+#include "HVKPlatform/linux/PacketCapture.h"
 #include "HVKPlatform/linux/ProcessTable.h"
 #include "HVKPlatform/linux/Processor.h"
 #include "HVKPlatform/linux/Queues.h"
@@ -47,6 +48,7 @@ public:
     LinuxHardwareEventsPort& hardwareEvents() override { return hardwareEvents_; }
     QueuesPort& queues() override { return queues_; }
     GraphicsPort& graphics() override { return graphics_; }
+    PacketCapturePort& packetCapture() override { return packetCapture_; }
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
 
@@ -73,6 +75,7 @@ private:
     LinuxFilesPort files_;
     CurlHTTPPort http_;
     LinuxGraphicsPort graphics_;
+    LinuxPacketCapturePort packetCapture_;
     LinuxCostPort cost_;
     AsioQueuesPort queues_;  ///< last, so that its threads end before what they use
 };

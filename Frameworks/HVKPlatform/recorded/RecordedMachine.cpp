@@ -35,6 +35,7 @@ constexpr const char* Sections[] = {
     "interfaceAddresses",
     "load",
     "memory",
+    "packets",
     "processes",
     "processor",
     "sensors",
@@ -68,6 +69,7 @@ RecordedMachine::RecordedMachine(double wallSeconds, double monotonicSeconds)
       userClients_(diagnostics_),
       graphics_(diagnostics_),
       hid_(diagnostics_),
+      packetCapture_(diagnostics_),
       files_(diagnostics_),
       http_(queues_, diagnostics_),
       sensorDescriptions_(diagnostics_),
@@ -178,6 +180,7 @@ void RecordedMachine::readSections(const RecordingField& field, Answers& answers
     if (const auto section = field.find("http")) readHTTP(*section, answers.http);
     if (const auto section = field.find("controller")) readUserClient(*section, answers.controller);
     if (const auto section = field.find("graphics")) readGraphics(*section, answers.graphics);
+    if (const auto section = field.find("packets")) readPackets(*section, answers.packets);
     if (const auto section = field.find("hid")) readHID(*section, answers.hid);
     if (const auto section = field.find("sensors")) readSensorDescriptions(*section, answers.sensorDescriptions);
 }
@@ -205,6 +208,7 @@ RecordedMachine::Answers RecordedMachine::answers() const {
     answers.bluetooth = bluetooth_.answers();
     answers.controller = userClients_.answers();
     answers.graphics = graphics_.answers();
+    answers.packets = packetCapture_.answers();
     answers.hid = hid_.answers();
     answers.sensorDescriptions = sensorDescriptions_.answers();
     answers.registry = registry_.answers();
@@ -223,6 +227,7 @@ void RecordedMachine::setAnswers(Answers answers) {
     bluetooth_.setAnswers(std::move(answers.bluetooth));
     userClients_.setAnswers(std::move(answers.controller));
     graphics_.setAnswers(std::move(answers.graphics));
+    packetCapture_.setAnswers(std::move(answers.packets));
     hid_.setAnswers(std::move(answers.hid));
     sensorDescriptions_.setAnswers(std::move(answers.sensorDescriptions));
     registry_.setAnswers(std::move(answers.registry));

@@ -25,6 +25,7 @@
 #include "HVKPlatform/recorded/HardwareEvents.h"
 #include "HVKPlatform/recorded/Load.h"
 #include "HVKPlatform/recorded/Memory.h"
+#include "HVKPlatform/recorded/PacketCapture.h"
 #include "HVKPlatform/recorded/ProcessTable.h"
 #include "HVKPlatform/recorded/Processor.h"
 #include "HVKPlatform/recorded/Registry.h"
@@ -91,6 +92,7 @@ public:
     RecordedHardwareEvents& recordedHardwareEvents() { return hardwareEvents_; }
     RecordedFiles& recordedFiles() { return files_; }
     RecordedHTTP& recordedHTTP() { return http_; }
+    RecordedPacketCapture& recordedPacketCapture() { return packetCapture_; }
     RecordedUserClient& recordedUserClients() { return userClients_; }
     RecordedGraphics& recordedGraphics() { return graphics_; }
     RecordedHID& recordedHID() { return hid_; }
@@ -112,6 +114,7 @@ public:
     HardwareEventsPort& hardwareEvents() override { return hardwareEvents_; }
     QueuesPort& queues() override { return queues_; }
     GraphicsPort& graphics() override { return graphics_; }
+    PacketCapturePort& packetCapture() override { return packetCapture_; }
     CostPort& cost() override { return cost_; }
     Diagnostics& diagnostics() override { return diagnostics_; }
 
@@ -135,6 +138,7 @@ private:
         UserClientAnswers controller;
         GraphicsAnswers graphics;
         HIDAnswers hid;
+        PacketCaptureAnswers packets;
         SensorDescriptionsAnswers sensorDescriptions;
         RegistryAnswers registry;
         HardwareEventAnswers events;
@@ -170,6 +174,7 @@ private:
     RecordedUserClient userClients_;
     RecordedGraphics graphics_;
     RecordedHID hid_;
+    RecordedPacketCapture packetCapture_;
     RecordedFiles files_;
     RecordedHTTP http_;
     RecordedSensorDescriptions sensorDescriptions_;

@@ -1,6 +1,7 @@
 #include "HVKPlatform/support/TreeRegistry.h"
 
 #include <algorithm>
+#include <atomic>
 #include <string_view>
 #include <utility>
 
@@ -9,6 +10,8 @@
 namespace hvk {
 
 namespace {
+
+std::atomic<std::size_t> abandoned{0};
 
 constexpr const char* Source = "registry";
 constexpr std::string_view PlanePrefix = "IOService:/";
@@ -33,6 +36,8 @@ TreeRegistry::TreeRegistry() {
     Entry& root = entries_[RootNode];
     root.description = std::make_shared<const Description>(Description{"Root", {"IORegistryEntry"}, {}, {}, {}});
 }
+
+TreeRegistry::~TreeRegistry() { abandoned += handles_.size(); }
 
 // Filling the tree
 
@@ -105,6 +110,8 @@ std::unique_ptr<TreeRegistry> TreeRegistry::copy() const {
 }
 
 // Handles
+
+std::size_t TreeRegistry::abandonedHandles() { return abandoned; }
 
 std::size_t TreeRegistry::liveHandles() const {
     std::lock_guard lock(mutex_);

@@ -145,7 +145,9 @@ TEST(RecordedMachine, AnyAnswerCanBeAFailureOfAnyKind) {
 
         ASSERT_TRUE(machine->setFrame({{"load", {{"values", Value::array({7, 0, 0})}}}, {"registry", Value::array()}}));
         EXPECT_EQ(loadOf(*machine), 7U) << "and it can heal";
-        EXPECT_TRUE(machine->registry().entryAtPath("IOService:/arm-io")) << "with the tree that it had";
+        const auto entry = machine->registry().entryAtPath("IOService:/arm-io");
+        EXPECT_TRUE(entry) << "with the tree that it had";
+        machine->registry().release(entry.valueOr(0));
     }
 }
 

@@ -133,6 +133,15 @@ std::string drawGraphics(const std::vector<GraphicsView>& graphics, const Palett
            table.text(palette);
 }
 
+std::string drawTraffic(const std::vector<TrafficView>& traffic, const Palette& palette) {
+    Table table({Align::Left, Align::Right, Align::Right});
+    for (const TrafficView& row : traffic)
+        table.add({{printable(row.interface), Style::Faint},
+                   {bytesText(row.download) + " in"},
+                   {bytesText(row.upload) + " out"}});
+    return heading(palette, "Traffic", traffic.empty() ? "none" : "") + table.text(palette);
+}
+
 std::string drawUptime(const UptimeView& uptime, const Palette& palette) {
     if (uptime.boot == 0) return heading(palette, "Uptime", "unknown");
     return heading(palette, "Uptime", fmt::format("{}, since {}", durationText(uptime.uptime), timeText(uptime.boot)));
@@ -158,6 +167,7 @@ std::string drawReport(const ReportView& view, const Palette& palette, std::size
     if (view.processes) text += drawProcesses(*view.processes, palette);
     if (view.sensors) text += drawSensors(*view.sensors, palette);
     if (view.graphics) text += drawGraphics(*view.graphics, palette);
+    if (view.traffic) text += drawTraffic(*view.traffic, palette);
     if (view.uptime) text += drawUptime(*view.uptime, palette);
     return text;
 }

@@ -61,6 +61,13 @@ struct GraphicsView {
     bool hasMemory = false;  ///< whether it has video memory of its own
 };
 
+/// What passed one interface since the sample before, in bytes.
+struct TrafficView {
+    std::string interface;
+    double download = 0;
+    double upload = 0;
+};
+
 struct UptimeView {
     double boot = 0;    ///< seconds since 1970; 0 when unknown
     double uptime = 0;  ///< seconds
@@ -77,6 +84,7 @@ struct ReportView {
     std::optional<ProcessesView> processes;
     std::optional<SensorsView> sensors;
     std::optional<std::vector<GraphicsView>> graphics;
+    std::optional<std::vector<TrafficView>> traffic;  ///< empty too when packets cannot be captured
     std::optional<UptimeView> uptime;
 };
 
