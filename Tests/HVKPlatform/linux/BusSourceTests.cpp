@@ -9,14 +9,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <string>
 #include <vector>
-
-#include "support/SavedTree.h"
 
 namespace hvk {
 namespace {
@@ -28,14 +26,21 @@ using testing::IsEmpty;
 class OwnBus {
 public:
     OwnBus() {
-        directory_.write("/bus.conf", "<busconfig><type>system</type><listen>unix:path=" + socket() +
-                                          "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
-                                          "<allow send_destination=\"*\"/><allow receive_sender=\"*\"/>"
-                                          "<allow own=\"*\"/><allow user=\"*\"/></policy></busconfig>");
+        // A bus's address takes no blanks.
+        char name[] = "/tmp/hvk-bus-XXXXXX";
+        if (::mkdtemp(name) == nullptr) return;
+        directory_ = name;
+        std::ofstream(directory_ + "/bus.conf")
+            << "<busconfig><type>system</type><listen>unix:path=" << socket()
+            << "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\"/>"
+               "<allow receive_sender=\"*\"/><allow own=\"*\"/><allow user=\"*\"/></policy></busconfig>";
         ::setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + socket()).c_str(), 1);
         start();
     }
-    ~OwnBus() { stop(); }
+    ~OwnBus() {
+        stop();
+        std::filesystem::remove_all(directory_);
+    }
 
     /// Whether there is a bus.
     bool works() const { return works_; }
@@ -43,7 +48,7 @@ public:
     void start() {
         int ready[2];
         if (::pipe2(ready, O_CLOEXEC) != 0) return;
-        const std::string configuration = "--config-file=" + directory_.path("/bus.conf");
+        const std::string configuration = "--config-file=" + directory_ + "/bus.conf";
         pid_ = ::fork();
         if (pid_ == 0) {
             ::dup2(ready[1], 3);
@@ -65,9 +70,9 @@ public:
     }
 
 private:
-    std::string socket() const { return directory_.path("/bus"); }
+    std::string socket() const { return directory_ + "/bus"; }
 
-    test::SavedTree directory_;
+    std::string directory_;
     pid_t pid_ = -1;
     bool works_ = false;
 };

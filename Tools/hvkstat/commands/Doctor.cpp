@@ -11,6 +11,9 @@ namespace hvk::hvkstat {
 
 namespace {
 
+/// The login manager answers within this time, or later than anybody waits for.
+constexpr double EventPatience = 0.2;
+
 std::string_view stateName(SourceState state) {
     switch (state) {
         case SourceState::Works: return "works";
@@ -124,6 +127,13 @@ void askConstants(SystemPort& system) {
     (void)system.physicalProcessorCount();
 }
 
+/// Starts the notifications of a live machine, so that their sources have a state too.
+void askEvents(Session& session, const Options& options) {
+    if (!options.root.empty() || session.recorded() != nullptr) return;
+    session.framework().startNotifications();
+    session.wait(EventPatience);
+}
+
 }  // namespace
 
 SourceState sourceState(const SourceReport& source) {
@@ -137,6 +147,7 @@ int runDoctor(Session& session, const Options& options, const Host& host) {
     session.sample();
     askConstants(session.machine().system());
     askProcesses(session.machine().processTable());
+    askEvents(session, options);
     const std::vector<SourceReport> sources = session.machine().diagnostics().reports();
     host.output.write(options.json ? jsonLine(doctorDictionary(sources, session.lastPass()))
                                    : drawDoctor(sources, session.lastPass(), host.palette()));

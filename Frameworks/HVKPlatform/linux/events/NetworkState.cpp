@@ -33,6 +33,7 @@ void NetworkState::dropRoutes(std::int32_t index, ConfigurationKeys& changed) {
     for (auto& [family, routes] : routes_)
         if (std::erase_if(routes, [&](const Route& route) { return std::get<1>(route) == index; }) > 0)
             changed.insert(globalKeyOf(family));
+    std::erase_if(routes_, [](const auto& one) { return one.second.empty(); });
 }
 
 void NetworkState::apply(const parse::LinkRecord& link, ConfigurationKeys& changed) {
