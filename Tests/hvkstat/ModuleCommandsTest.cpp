@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "HVKStatistics/sensors/RecipeFile.h"
 #include "hvkstat/Options.h"
 #include "hvkstat/Stage.h"
@@ -205,7 +207,7 @@ TEST(HvkstatTraffic, IsToldByProcessAndByInterface) {
 
 TEST(HvkstatEvents, AreALineEachUntilTheRecordingEnds) {
     const Value recording = Value::parse(R"json({
-        "schema": 1, "system": {"operatingSystemVersion": [14, 0, 0]}, "bluetooth": {"authorization": "denied"},
+        "schema": 1, "system": {"operatingSystemVersion": [14, 0, 0]}, "bluetooth": {"authorization": 2},
         "frames": [
             {"time": 1700000000},
             {"time": 1700000002, "events": [{"disk": "appeared", "description": {"DAVolumeMountable": true}}]},
@@ -229,6 +231,7 @@ TEST(HvkstatEvents, AreALineEachUntilTheRecordingEnds) {
         EXPECT_EQ(runOn(recording, {"events", "--for", wrong}).code, ExitUsage) << wrong;
 
     const TemporaryDirectory tree;
+    std::filesystem::create_directory(tree.path() + "/proc");
     const Ran none = run({"events", "--root", tree.path()});
     EXPECT_EQ(none.code, ExitFailed);
     EXPECT_THAT(none.messages, HasSubstr("a saved tree does not change"));
