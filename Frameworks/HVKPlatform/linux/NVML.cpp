@@ -76,8 +76,7 @@ Status NVML::open() {
     const auto find = [library](const char* name, auto& function) {
         function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(dlsym(library, name));
     };
-    // As the library, never freed.
-    auto* functions = new Functions{};
+    auto functions = std::make_shared<Functions>();
     find("nvmlInit_v2", functions->initialize);
     find("nvmlDeviceGetHandleByPciBusId_v2", functions->deviceAt);
     find("nvmlErrorString", functions->errorText);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -52,7 +53,7 @@ private:
     std::mutex mutex_;
     bool opened_ = false;
     std::optional<Failure> closed_;  ///< why the library cannot be used
-    const Functions* functions_ = nullptr;
+    std::shared_ptr<const Functions> functions_;
 };
 
 }  // namespace hvk

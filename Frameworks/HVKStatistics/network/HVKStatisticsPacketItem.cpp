@@ -65,7 +65,9 @@ void HVKStatisticsPacketItem::capture() {
     }
     handle_ = *std::move(handle);
     capturing_ = true;
-    queue_->async([self = shared_from_this()] { self->readPackets(); });
+    queue_->async([weak = weak_from_this()] {
+        if (const auto self = weak.lock()) self->readPackets();
+    });
 }
 
 /// One turn of the loop: it goes on in a new piece of work, so that a queue on which time is virtual is not held up.
@@ -81,9 +83,13 @@ void HVKStatisticsPacketItem::readPackets() {
             case PacketHandle::Outcome::Nothing: break;
         }
         if (const double pause = handle_->pause(); pause > 0)
-            return queue_->asyncAfter(pause, [self = shared_from_this()] { self->readPackets(); });
+            return queue_->asyncAfter(pause, [weak = weak_from_this()] {
+                if (const auto self = weak.lock()) self->readPackets();
+            });
     }
-    queue_->async([self = shared_from_this()] { self->readPackets(); });
+    queue_->async([weak = weak_from_this()] {
+        if (const auto self = weak.lock()) self->readPackets();
+    });
 }
 
 void HVKStatisticsPacketItem::end() {
